@@ -1,0 +1,102 @@
+// BER writer for one outgoing message (a reply or a trap), built front to back.
+// Sequences open with a one-octet placeholder length and are back-patched on close,
+// widened in place when the contents reach 128 octets. Failures write one line to
+// standard output starting "SNMP OutStream: " and leave the offending element out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "wire/oid.h"
+#include "wire/uber_stream.h"
+
+namespace snmp {
+
+// One binding given as text (traps): name, BER tag of the value, value in text form.
+struct VariableBinding {
+    OID name;
+    uint32_t type = 0;
+    std::string value;
+};
+
+class OutStream : public UberStream {
+public:
+    // Everything needed to go back to an earlier point of the message (traps rebuild the
+    // tail once per target over one head).
+    struct Snapshot {
+        Buffer buf;
+        std::vector<uint32_t> seqStarts;
+        size_t authMark = 0;
+        size_t scopedPduMark = 0;
+        uint8_t errorStatusPos = 0;
+        uint8_t errorIndexPos = 0;
+    };
+
+    OutStream();
+
+    // Slot 0: a 32-bit integer with the given tag (unsigned tags get a 00 lead octet when
+    // the top bit is set; INTEGER 0x02 writes it as negative).
+    virtual void add(unsigned int v, unsigned char tag);
+    // Slot 1: an object identifier; refused (nothing written) below two arcs or when the
+    // first two arcs cannot be packed into one octet.
+    virtual void addOID(const OID& oid, unsigned char tag);
+    virtual ~OutStream() = default;
+
+    // Convenience forms so literal and uint64_t arguments pick the right width.
+    void add(int v, unsigned char tag) { add(static_cast<unsigned int>(v), tag); }
+    void add(unsigned long v, unsigned char tag) {
+        add(static_cast<unsigned long long>(v), tag);
+    }
+    void add(unsigned long long v, unsigned char tag);  // always unsigned (Counter64: 0x46)
+    void add(const unsigned char* p, unsigned int n, unsigned char tag);
+    void add(const std::string& s, unsigned char tag);
+    void addBits(const unsigned char* p, unsigned int n, unsigned char tag);
+    void addNull(unsigned char tag);  // NULL and the exceptions 0x80..0x82
+
+    void startSeq(unsigned char tag);
+    void endSeq();
+    // A bare length: 1 octet, 81 n, or 82 + the low 16 bits (no wider form).
+    void addLen(unsigned int n);
+
+    // The first call writes INTEGER 02 01 00; every call stores its value there.
+    void addErrorStatus(unsigned char status);
+    void addErrorIndex(unsigned char index);
+
+    // A value from text: 0x06 dotted OID, 0x04 string, 0x05 null, 0x40 dotted quad,
+    // 0x02/0x41/0x43/0x47 decimal; any other type writes nothing.
+    void addByType(const std::string& text, unsigned char type);
+    void addVarBind(const VariableBinding& vb);
+
+    // SNMPv3 marks (0 while unset): offset of the authentication parameters' contents and
+    // offset where the scoped PDU starts. Widening a sequence moves a mark only when the
+    // inserted octets lie before it.
+    size_t authMark() const { return authMark_; }
+    void setAuthMark(size_t offset) { authMark_ = offset; }
+    size_t scopedPduMark() const { return scopedPduMark_; }
+    void setScopedPduMark(size_t offset) { scopedPduMark_ = offset; }
+
+    const unsigned char* data() const { return buf_.data(); }
+    unsigned char* data() { return buf_.data(); }
+    size_t size() const { return buf_.size(); }
+    // Cuts the message back to n octets; sequences opened beyond the cut are forgotten.
+    void truncate(size_t n);
+    size_t openSequences() const { return seqStarts_.size(); }
+
+    Snapshot snapshot() const;
+    void restore(const Snapshot& s);
+
+protected:
+    size_t authMark_ = 0;
+    size_t scopedPduMark_ = 0;
+    std::vector<uint32_t> seqStarts_;  // first contents octet of each open sequence
+    // Kept to 8 bits on purpose: the error fields always sit in the first 255 octets.
+    uint8_t errorStatusPos_ = 0;
+    uint8_t errorIndexPos_ = 0;
+
+private:
+    void addErrorField(uint8_t& pos, unsigned char value);
+};
+
+}  // namespace snmp
