@@ -67,9 +67,10 @@ public:
     size_t depth() const { return seqEnds_.size(); }
 
 protected:
-    // Reads type and length and checks that the contents fit in the buffer. Returns the
-    // length, or -1 (length unreadable, no text) or -2 (contents overflow, caller reports).
-    int contentLen();
+    // Steps over the type, reads the length and checks that the contents fit in the buffer.
+    // Returns the length, or -1 (length unreadable, already reported) or -2 (contents
+    // overflow, the caller reports); *declared receives the length as read.
+    int contentLen(int* declared = nullptr);
 
     size_t pos_ = 0;
     std::vector<size_t> seqEnds_;

@@ -1,0 +1,248 @@
+#include "wire/out_stream.h"
+
+#include <arpa/inet.h>
+
+#include <cstdlib>
+#include <iostream>
+
+namespace snmp {
+
+namespace {
+
+void say(const char* text) { std::cout << "SNMP OutStream: " << text << std::endl; }
+
+// Octets of one arc in base 128 (127 and below fit in one).
+inline size_t arcOctets(unsigned int arc) {
+    if (arc < (1u << 7)) return 1;
+    if (arc < (1u << 14)) return 2;
+    if (arc < (1u << 21)) return 3;
+    if (arc < (1u << 28)) return 4;
+    return 5;
+}
+
+}  // namespace
+
+OutStream::OutStream() {
+    buf_.reserve(1500);  // one Ethernet frame's worth covers nearly every reply
+    seqStarts_.reserve(8);
+}
+
+void OutStream::addLen(unsigned int n) {
+    if (n < 128) {
+        buf_.push_back(static_cast<unsigned char>(n));
+    } else if (n < 256) {
+        buf_.push_back(0x81);
+        buf_.push_back(static_cast<unsigned char>(n));
+    } else {
+        // No wider form: 65,536 and up come out truncated, as they always have.
+        buf_.push_back(0x82);
+        buf_.push_back(static_cast<unsigned char>(n >> 8));
+        buf_.push_back(static_cast<unsigned char>(n));
+    }
+}
+
+void OutStream::add(unsigned int v, unsigned char tag) {
+    buf_.push_back(tag);
+    if (v < 0x80000000u) {
+        unsigned n = 4;
+        while (n > 1 && (v >> (8 * n - 9)) == 0) --n;
+        buf_.push_back(static_cast<unsigned char>(n));
+        for (unsigned i = n; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
+    } else if (tag != 0x02) {
+        // An unsigned type with the top bit set: a 00 lead keeps it positive.
+        buf_.push_back(5);
+        buf_.push_back(0);
+        for (unsigned i = 4; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
+    } else {
+        // A negative INTEGER: strip the FF octets, then put one back. One octet longer than
+        // minimal when the next octet already has its top bit set; kept so.
+        unsigned n = 4;
+        while (n > 0 && ((v >> (8 * (n - 1))) & 0xFF) == 0xFF) --n;
+        buf_.push_back(static_cast<unsigned char>(n + 1));
+        buf_.push_back(0xFF);
+        for (unsigned i = n; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
+    }
+}
+
+void OutStream::add(unsigned long long v, unsigned char tag) {
+    buf_.push_back(tag);
+    unsigned n = 8;
+    if (v >> 63) {
+        buf_.push_back(9);
+        buf_.push_back(0);
+    } else {
+        while (n > 1 && (v >> (8 * n - 9)) == 0) --n;
+        buf_.push_back(static_cast<unsigned char>(n));
+    }
+    for (unsigned i = n; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
+}
+
+void OutStream::add(const unsigned char* p, unsigned int n, unsigned char tag) {
+    buf_.push_back(tag);
+    addLen(n);
+    buf_.insert(buf_.end(), p, p + n);
+}
+
+void OutStream::add(const std::string& s, unsigned char tag) {
+    add(reinterpret_cast<const unsigned char*>(s.data()), static_cast<unsigned int>(s.size()),
+        tag);
+}
+
+void OutStream::addBits(const unsigned char* p, unsigned int n, unsigned char tag) {
+    if (n == 0 || p[0] >= 8) {
+        say("building invalid bitstring");
+        return;
+    }
+    add(p, n, tag);
+}
+
+void OutStream::addNull(unsigned char tag) {
+    buf_.push_back(tag);
+    buf_.push_back(0);
+}
+
+void OutStream::addOID(const OID& oid, unsigned char tag) {
+    if (oid.size() < 2) {
+        say("cannot encode OID shorter that 2");
+        return;
+    }
+    if (oid[0] >= 3 || oid[1] >= 40) {
+        say("encoding invalid OID");
+        return;
+    }
+    // Encoded straight into the message: size the contents first, then fill them in.
+    size_t len = 1;
+    for (size_t i = 2; i < oid.size(); ++i) len += arcOctets(oid[i]);
+    buf_.push_back(tag);
+    addLen(static_cast<unsigned int>(len));
+    size_t at = buf_.size();
+    buf_.resize(at + len);
+    unsigned char* out = buf_.data() + at;
+    *out++ = static_cast<unsigned char>(oid[0] * 40 + oid[1]);
+    for (size_t i = 2; i < oid.size(); ++i) {
+        const unsigned int arc = oid[i];
+        const size_t n = arcOctets(arc);
+        for (size_t g = n; g-- > 0;) {
+            unsigned char o = static_cast<unsigned char>((arc >> (7 * g)) & 0x7F);
+            if (g != 0) o |= 0x80;
+            *out++ = o;
+        }
+    }
+}
+
+void OutStream::startSeq(unsigned char tag) {
+    buf_.push_back(tag);
+    buf_.push_back(0);  // placeholder, patched by endSeq
+    seqStarts_.push_back(static_cast<uint32_t>(buf_.size()));
+}
+
+void OutStream::endSeq() {
+    if (seqStarts_.empty()) {
+        say("no sequence");
+        return;
+    }
+    const size_t o = seqStarts_.back();
+    seqStarts_.pop_back();
+    const size_t len = buf_.size() - o;
+    if (len >= 65536) {
+        say("sequence too long");
+        return;
+    }
+    size_t k = 0;
+    if (len < 128) {
+        buf_[o - 1] = static_cast<unsigned char>(len);
+    } else if (len < 256) {
+        buf_[o - 1] = 0x81;
+        const unsigned char ins[1] = {static_cast<unsigned char>(len)};
+        buf_.insert(buf_.begin() + static_cast<std::ptrdiff_t>(o), ins, ins + 1);
+        k = 1;
+    } else {
+        buf_[o - 1] = 0x82;
+        const unsigned char ins[2] = {static_cast<unsigned char>(len >> 8),
+                                      static_cast<unsigned char>(len)};
+        buf_.insert(buf_.begin() + static_cast<std::ptrdiff_t>(o), ins, ins + 2);
+        k = 2;
+    }
+    if (k != 0) {
+        // A mark follows the octets it points at: it moves only when the insertion lies
+        // before it. The error offsets are left alone; the fields are written inside the
+        // PDU before any sequence that encloses them is closed.
+        if (authMark_ != 0 && authMark_ >= o) authMark_ += k;
+        if (scopedPduMark_ != 0 && scopedPduMark_ >= o) scopedPduMark_ += k;
+    }
+}
+
+void OutStream::addErrorField(uint8_t& pos, unsigned char value) {
+    if (pos == 0) {
+        buf_.push_back(0x02);
+        buf_.push_back(0x01);
+        buf_.push_back(0x00);
+        pos = static_cast<uint8_t>(buf_.size() - 1);
+    }
+    if (pos < buf_.size()) buf_[pos] = value;
+}
+
+void OutStream::addErrorStatus(unsigned char status) { addErrorField(errorStatusPos_, status); }
+
+void OutStream::addErrorIndex(unsigned char index) { addErrorField(errorIndexPos_, index); }
+
+void OutStream::addByType(const std::string& text, unsigned char type) {
+    switch (type) {
+        case 0x06:
+            addOID(OID(text), 0x06);
+            break;
+        case 0x04:
+            add(text, 0x04);
+            break;
+        case 0x05:
+            addNull(0x05);
+            break;
+        case 0x40:
+            // Written by the integer rule: minimal, with a 00 lead from 128.0.0.0 up.
+            add(static_cast<unsigned int>(ntohl(inet_addr(text.c_str()))), 0x40);
+            break;
+        case 0x02:
+        case 0x41:
+        case 0x43:
+        case 0x47:
+            // atoi's result, without its undefined behaviour on out-of-range text.
+            add(static_cast<unsigned int>(
+                    static_cast<int>(std::strtol(text.c_str(), nullptr, 10))),
+                type);
+            break;
+        default:
+            break;  // Gauge32, Opaque, Counter64 and the rest: the binding keeps its name only
+    }
+}
+
+void OutStream::addVarBind(const VariableBinding& vb) {
+    startSeq(0x30);
+    addOID(vb.name, 0x06);
+    addByType(vb.value, static_cast<unsigned char>(vb.type));
+    endSeq();
+}
+
+void OutStream::truncate(size_t n) {
+    if (n >= buf_.size()) return;
+    buf_.resize(n);
+    while (!seqStarts_.empty() && seqStarts_.back() > n) seqStarts_.pop_back();
+    if (errorStatusPos_ >= n) errorStatusPos_ = 0;
+    if (errorIndexPos_ >= n) errorIndexPos_ = 0;
+    if (authMark_ > n) authMark_ = 0;
+    if (scopedPduMark_ > n) scopedPduMark_ = 0;
+}
+
+OutStream::Snapshot OutStream::snapshot() const {
+    return Snapshot{buf_, seqStarts_, authMark_, scopedPduMark_, errorStatusPos_, errorIndexPos_};
+}
+
+void OutStream::restore(const Snapshot& s) {
+    buf_ = s.buf;
+    seqStarts_ = s.seqStarts;
+    authMark_ = s.authMark;
+    scopedPduMark_ = s.scopedPduMark;
+    errorStatusPos_ = s.errorStatusPos;
+    errorIndexPos_ = s.errorIndexPos;
+}
+
+}  // namespace snmp
