@@ -1,0 +1,143 @@
+// lm::message accessors, equality, dump and error helpers.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "platform/bus.h"
+#include "platform/message.h"
+
+namespace lm {
+namespace {
+
+TEST(Message, AccessorsApplyTheirOwnTypeBits) {
+    message m;
+    m.setU32(0xFE000C, 7);
+    m.setString(0x08FE000C, "seven");  // type bits in the argument are ignored
+    EXPECT_TRUE(m.has(0x08FE000C));
+    EXPECT_TRUE(m.has(0x20FE000C));
+    EXPECT_FALSE(m.has(0xFE000C));  // no bool under that field
+    EXPECT_EQ(m.getU32(0x20FE000C), 7u);
+    EXPECT_EQ(m.getString(0xFE000C), "seven");
+    EXPECT_EQ(m.getU32(0xFE000D, 99), 99u);
+    EXPECT_FALSE(m.hasBool(0xFE000C));
+    EXPECT_EQ(m.size(), 2u);
+
+    m.setU32(0x28FE000C, 8);  // replaces, keeps position
+    EXPECT_EQ(m.getU32(0xFE000C), 8u);
+    EXPECT_EQ(m.keys(), (std::vector<uint32_t>{0x08FE000C, 0x20FE000C}));
+    EXPECT_TRUE(m.remove(0x08FE000C));
+    EXPECT_FALSE(m.remove(0x08FE000C));
+    EXPECT_EQ(m.keys(), (std::vector<uint32_t>{0x20FE000C}));
+}
+
+TEST(Message, ArraysNestedAndBorrowedReaders) {
+    message inner;
+    inner.setU32(1, 1);
+    message m;
+    m.appendU32(5, 10).appendU32(5, 11);
+    m.appendMsg(6, inner).appendMsg(6, inner);
+    m.setMsg(7, inner);
+    m.setRaw(8, {1, 2});
+    IPAddr6 a;
+    ASSERT_TRUE(IPAddr6::parse("2001:db8::1", a));
+    m.setIP6(9, a);
+
+    ASSERT_NE(m.findU32Array(5), nullptr);
+    EXPECT_EQ(*m.findU32Array(5), (std::vector<uint32_t>{10, 11}));
+    ASSERT_NE(m.findMsgArray(6), nullptr);
+    EXPECT_EQ(m.findMsgArray(6)->size(), 2u);
+    m.findMsgArray(6)->at(1).setU32(2, 2);
+    EXPECT_EQ(m.findMsgArray(6)->at(1).getU32(2), 2u);
+    ASSERT_NE(m.findMsg(7), nullptr);
+    EXPECT_EQ(*m.findMsg(7), inner);
+    EXPECT_EQ(m.findMsg(6), nullptr);  // a message array is not a nested message
+    EXPECT_EQ(*m.findRaw(8), (bytes{1, 2}));
+    EXPECT_EQ(m.getIP6(9), a);
+    EXPECT_TRUE(m.getIP6(10).empty());
+    EXPECT_EQ(m.findString(9), nullptr);
+}
+
+TEST(Message, EqualityIgnoresOrderButNotTypesOrValues) {
+    message a, b;
+    a.setU32(1, 1).setString(2, "x").setBool(3, true);
+    b.setBool(3, true).setString(2, "x").setU32(1, 1);
+    EXPECT_EQ(a, b);
+    b.setString(1, "1");
+    EXPECT_NE(a, b);  // extra field
+    b.remove(keyOf(KT_STRING, 1));
+    b.setBool(3, false);
+    EXPECT_NE(a, b);
+
+    // Large messages take the sorted path.
+    message big1, big2;
+    for (uint32_t i = 0; i < 40; ++i) big1.setU32(i, i);
+    for (uint32_t i = 40; i-- > 0;) big2.setU32(i, i);
+    EXPECT_EQ(big1, big2);
+    big2.setU32(39, 0);
+    EXPECT_NE(big1, big2);
+}
+
+TEST(Message, HeaderAndErrorHelpers) {
+    message m;
+    m.setCommand(cmd::GET_ALL);
+    m.setDestination({20, 0});
+    EXPECT_EQ(m.command(), cmd::GET_ALL);
+    EXPECT_TRUE(m.has(key::COMMAND));
+    EXPECT_EQ(m.destination(), (Path{20, 0}));
+    EXPECT_TRUE(m.sender().empty());
+    EXPECT_FALSE(isError(m));
+    EXPECT_EQ(getErrorCode(m), 0u);
+
+    message e = errorMsg("no such interface", err::NO_OBJECT);
+    uint32_t code = 0;
+    std::string text;
+    ASSERT_TRUE(isError(e, code, text));
+    EXPECT_EQ(code, err::NO_OBJECT);
+    EXPECT_EQ(text, "no such interface");
+    EXPECT_EQ(getError(e), "no such interface");
+    EXPECT_EQ(getErrorCode(errorMsg("refused")), err::REFUSED);
+    EXPECT_EQ(getErrorCode(failedMsg("boom")), err::FAILED);
+}
+
+TEST(Message, DumpFormat) {
+    message inner;
+    inner.setU32(0xFE0001, 3);
+    message m;
+    m.setU32(0xFE0001, 7);
+    m.setString(0xFE0002, "a\"b\n\x01");
+    m.setRaw(0xFE0003, {0xde, 0xad});
+    IPAddr6 a;
+    IPAddr6::parse("10.0.0.1", a);
+    m.setIP6(0xFE0004, a);
+    m.setBool(0xFE0005, true);
+    m.setU32Array(0xFF0001, {20, 0});
+    m.setMsg(0xFF000B, inner);
+    m.setMsgArray(0xFE0002, {inner});
+    m.setStringArray(0xFE0006, {"x"});
+    const char* expected =
+        "0x08FE0001 u32 = 7\n"
+        "0x20FE0002 string = \"a\\\"b\\n\\x01\"\n"
+        "0x30FE0003 raw = dead\n"
+        "0x18FE0004 ip6 = 10.0.0.1\n"
+        "0x00FE0005 bool = true\n"
+        "0x88FF0001 u32[] count 2\n"
+        "  [0] = 20\n"
+        "  [1] = 0\n"
+        "0x28FF000B msg\n"
+        "  0x08FE0001 u32 = 3\n"
+        "0xA8FE0002 msg[] count 1\n"
+        "  [0]\n"
+        "    0x08FE0001 u32 = 3\n"
+        "0xA0FE0006 string[] count 1\n"
+        "  [0] = \"x\"\n";
+    EXPECT_EQ(m.toString(), expected);
+    std::ostringstream os;
+    m.dump(os, "> ");
+    EXPECT_EQ(os.str().substr(0, 21), "> 0x08FE0001 u32 = 7\n");
+    std::ostringstream os2;
+    os2 << m;
+    EXPECT_EQ(os2.str(), expected);
+}
+
+}  // namespace
+}  // namespace lm
