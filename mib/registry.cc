@@ -1,0 +1,51 @@
+#include <iostream>
+
+#include "mib/branch.h"
+#include "mib/packers.h"
+#include "mib/scalar_leaf.h"
+
+namespace snmp {
+
+Branch::~Branch() = default;
+
+BranchMap& branchMap() {
+    static BranchMap* map = new BranchMap;  // lives for the process, like every node in it
+    return *map;
+}
+
+Branch*& addBranch(const OID& oid) {
+    BranchMap& map = branchMap();
+    auto it = map.lower_bound(oid);
+    if (it != map.end() && !(oid < it->first)) {
+        std::cout << "replacing branch (dup): " << oid << std::endl;
+        return it->second;
+    }
+    std::cerr << "addBranch " << oid << std::endl;
+    return map.emplace_hint(it, oid, nullptr)->second;
+}
+
+// A duplicate registration overwrites the slot and leaves the earlier node alive.
+void addScalarLeaf(const OID& oid, Packer* packer, DataProvider* provider) {
+    Branch*& slot = addBranch(oid);
+    slot = new ScalarLeaf(oid, packer, provider);
+}
+
+void addScalarConstNumLeaf(const OID& oid, int value, unsigned type) {
+    Branch*& slot = addBranch(oid);
+    Packer* packer = new ConstNumPacker(static_cast<unsigned>(value), type);
+    slot = new ScalarLeaf(oid, packer, nullptr);
+}
+
+void addScalarConstOIDLeaf(const OID& oid, const OID& value, unsigned type) {
+    Branch*& slot = addBranch(oid);
+    Packer* packer = new ConstOIDPacker(value, type);
+    slot = new ScalarLeaf(oid, packer, nullptr);
+}
+
+void addScalarConstStringLeaf(const OID& oid, const std::string& value, unsigned type) {
+    Branch*& slot = addBranch(oid);
+    Packer* packer = new ConstStringPacker(value, type, 0);
+    slot = new ScalarLeaf(oid, packer, nullptr);
+}
+
+}  // namespace snmp
