@@ -41,17 +41,17 @@ Octets aKeyToBKey(const Octets& aKey, const Octets& engineId, uint32_t authProto
 Octets bKeyToDKey(const Octets& bKey, const EVP_MD* md = nullptr);
 Octets bKeyToDKey(const Octets& bKey, uint32_t authProtocol);
 
-// HMAC of the whole message with its authentication field [authPos, authPos + authLen)
-// zeroed for the computation and restored afterwards. result gets the full digest (16 or 20
-// bytes). False (result empty) when the field lies outside the message, the pad block is not
-// 128 bytes or the digest is unknown.
-bool digestMessage(Octets& result, unsigned char* msg, size_t msgLen, const Octets& dKey,
+// HMAC of the whole message computed as if its authentication field [authPos, authPos +
+// authLen) were zero; the message itself is not touched. result gets the full digest (16 or
+// 20 bytes). False (result empty) when the field lies outside the message, the pad block is
+// not 128 bytes or the digest is unknown.
+bool digestMessage(Octets& result, const unsigned char* msg, size_t msgLen, const Octets& dKey,
                    size_t authPos, size_t authLen, const EVP_MD* md);
-bool digestMessage(Octets& result, unsigned char* msg, size_t msgLen, const Octets& dKey,
+bool digestMessage(Octets& result, const unsigned char* msg, size_t msgLen, const Octets& dKey,
                    size_t authPos, size_t authLen, uint32_t authProtocol);
-bool digestMessage(Octets& result, Octets& msg, const Octets& dKey, size_t authPos,
+bool digestMessage(Octets& result, const Octets& msg, const Octets& dKey, size_t authPos,
                    size_t authLen, const EVP_MD* md);
-bool digestMessage(Octets& result, Octets& msg, const Octets& dKey, size_t authPos,
+bool digestMessage(Octets& result, const Octets& msg, const Octets& dKey, size_t authPos,
                    size_t authLen, uint32_t authProtocol);
 
 // Encrypts or decrypts len bytes from in to out (out holds at least len bytes) with one
