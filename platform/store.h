@@ -25,6 +25,9 @@ public:
     bool get(uint32_t record, message& out) const;
     bool put(uint32_t record, const message& m);  // false (one line logged) on I/O failure
     bool remove(uint32_t record);
+    // Replaces every record at once in a single rewrite, so a crash leaves the old set
+    // or the new one, never a mix. False (one line logged, old set kept) on I/O failure.
+    bool replace(std::map<uint32_t, message> records);
     std::vector<uint32_t> records() const;  // ascending
     size_t size() const { return records_.size(); }
     const std::string& filePath() const { return file_; }

@@ -1,0 +1,218 @@
+// lm::Store persistence and corrupt-file handling; lm::Allocator.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/store.h"
+#include "tests/platform/temp_root.h"
+
+namespace lm {
+namespace {
+
+namespace fs = std::filesystem;
+
+message record(uint32_t n) {
+    message m;
+    m.setU32(0xFE0001, n).setString(0xFE0002, "community-" + std::to_string(n));
+    m.appendMsg(0xFE0003, message().setBool(1, n % 2 == 0));
+    return m;
+}
+
+bytes readAll(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void writeAll(const std::string& path, const bytes& data) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+}
+
+TEST(Store, PersistsAcrossReopen) {
+    test::TempRoot root;
+    {
+        Store s("/lumo/store/snmpd");
+        ASSERT_TRUE(s.isOpen());
+        EXPECT_EQ(s.size(), 0u);
+        EXPECT_EQ(s.filePath(), root.path() + "/lumo/store/snmpd");
+        EXPECT_FALSE(fs::exists(s.filePath()));  // nothing written until a change
+        for (uint32_t n : {7u, 1u, 300u}) ASSERT_TRUE(s.put(n, record(n)));
+        ASSERT_TRUE(s.put(7, record(8)));  // replace
+        ASSERT_TRUE(s.remove(300));
+        EXPECT_FALSE(s.remove(300));
+    }
+    Store s("/lumo/store/snmpd");
+    EXPECT_EQ(s.records(), (std::vector<uint32_t>{1, 7}));
+    message m;
+    ASSERT_TRUE(s.get(7, m));
+    EXPECT_EQ(m, record(8));
+    ASSERT_TRUE(s.get(1, m));
+    EXPECT_EQ(m, record(1));
+    EXPECT_FALSE(s.get(300, m));
+    EXPECT_FALSE(s.has(300));
+
+    ASSERT_TRUE(s.replace({{2, record(2)}}));
+    EXPECT_EQ(Store("/lumo/store/snmpd").records(), (std::vector<uint32_t>{2}));
+    EXPECT_FALSE(fs::exists(s.filePath() + ".tmp"));
+}
+
+TEST(Store, CorruptFilesAreSetAsideAndStartEmpty) {
+    test::TempRoot root;
+    std::string file;
+    bytes good;
+    {
+        Store s("/lumo/store/c");
+        s.put(1, record(1));
+        s.put(2, record(2));
+        file = s.filePath();
+        good = readAll(file);
+    }
+    auto flip = [&](size_t at) {
+        bytes b = good;
+        b[at] ^= 0x40;
+        return b;
+    };
+    struct Case {
+        const char* name;
+        bytes data;
+        const char* reason;
+    } cases[] = {
+        {"empty file", {}, "truncated header"},
+        {"short header", bytes(good.begin(), good.begin() + 10), "truncated header"},
+        {"cut body", bytes(good.begin(), good.end() - 3), "body length"},
+        {"extra octets", [&] { bytes b = good; b.push_back(0); return b; }(), "body length"},
+        {"magic", flip(0), "bad magic"},
+        {"version", flip(5), "unknown version"},
+        {"body bit", flip(good.size() - 2), "checksum mismatch"},
+        {"garbage", bytes(100, 0xAB), "bad magic"},
+    };
+    for (const auto& c : cases) {
+        writeAll(file, c.data);
+        fs::remove(file + ".corrupt");
+        testing::internal::CaptureStderr();
+        Store s("/lumo/store/c");
+        const std::string err = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(s.isOpen()) << c.name;
+        EXPECT_EQ(s.size(), 0u) << c.name;
+        EXPECT_EQ(err.rfind("store " + file + ": corrupt (", 0), 0u) << c.name << ": " << err;
+        EXPECT_NE(err.find(c.reason), std::string::npos) << c.name << ": " << err;
+        EXPECT_NE(err.find("), moved aside to " + file + ".corrupt\n"), std::string::npos) << err;
+        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << c.name;
+        EXPECT_EQ(readAll(file + ".corrupt"), c.data) << c.name;  // kept for inspection
+        EXPECT_FALSE(fs::exists(file)) << c.name;
+    }
+    // The store keeps working afterwards.
+    Store s("/lumo/store/c");
+    EXPECT_TRUE(s.put(5, record(5)));
+    EXPECT_EQ(Store("/lumo/store/c").records(), (std::vector<uint32_t>{5}));
+}
+
+// Builds a store file by hand, with a correct checksum, so the record checks are reached.
+uint32_t bitwiseCrc32(const bytes& b) {
+    uint32_t c = 0xFFFFFFFF;
+    for (uint8_t x : b) {
+        c ^= x;
+        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1)));
+    }
+    return ~c;
+}
+
+void putLe(bytes& out, uint32_t v) {
+    for (int i = 0; i < 4; ++i) out.push_back(uint8_t(v >> (8 * i)));
+}
+
+bytes storeFile(uint32_t count, const bytes& body) {
+    bytes f = {'L', 'M', 'S', 'T'};
+    putLe(f, 1);
+    putLe(f, count);
+    putLe(f, uint32_t(body.size()));
+    putLe(f, bitwiseCrc32(body));
+    f.insert(f.end(), body.begin(), body.end());
+    return f;
+}
+
+// declaredLen overrides the length field, to describe more octets than follow.
+bytes recordBytes(uint32_t number, const bytes& payload, uint32_t declaredLen = 0) {
+    bytes r;
+    putLe(r, number);
+    putLe(r, declaredLen ? declaredLen : uint32_t(payload.size()));
+    r.insert(r.end(), payload.begin(), payload.end());
+    return r;
+}
+
+TEST(Store, FileLayoutAndRecordChecks) {
+    test::TempRoot root;
+    std::string file;
+    {
+        Store s("/lumo/store/r");
+        s.put(3, record(3));
+        file = s.filePath();
+    }
+    EXPECT_EQ(readAll(file), storeFile(1, recordBytes(3, record(3).encode())));
+    EXPECT_EQ(bitwiseCrc32({'1', '2', '3', '4', '5', '6', '7', '8', '9'}), 0xCBF43926u);
+
+    const bytes one = recordBytes(1, record(1).encode()), two = recordBytes(2, record(2).encode());
+    auto join = [](bytes a, const bytes& b) {
+        a.insert(a.end(), b.begin(), b.end());
+        return a;
+    };
+    const struct {
+        const char* name;
+        bytes data;
+        const char* reason;
+    } cases[] = {
+        {"bad message", storeFile(1, recordBytes(1, {9})), "record 1: message: unsupported version"},
+        {"out of order", storeFile(2, join(two, one)), "out of order"},
+        {"duplicate number", storeFile(2, join(one, one)), "out of order"},
+        {"count too high", storeFile(3, join(one, two)), "record 2 truncated"},
+        {"count too low", storeFile(1, join(one, two)), "trailing octets"},
+        {"length past end", storeFile(1, recordBytes(1, {}, 100)), "record 1 truncated"},
+    };
+    for (const auto& c : cases) {
+        writeAll(file, c.data);
+        testing::internal::CaptureStderr();
+        Store s("/lumo/store/r");
+        const std::string err = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(s.size(), 0u) << c.name;
+        EXPECT_NE(err.find(c.reason), std::string::npos) << c.name << ": " << err;
+    }
+    writeAll(file, storeFile(2, join(one, two)));
+    EXPECT_EQ(Store("/lumo/store/r").records(), (std::vector<uint32_t>{1, 2}));
+}
+
+TEST(Store, DirectoryThatCannotBeMadeIsNotOpen) {
+    test::TempRoot root;
+    writeAll(root.path() + "/lumo", {1});  // a file where the directory should be
+    testing::internal::CaptureStderr();
+    Store s("/lumo/store/x");
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("cannot create directory"), std::string::npos);
+    EXPECT_FALSE(s.isOpen());
+    EXPECT_FALSE(s.put(1, record(1)));
+    EXPECT_EQ(s.size(), 0u);
+}
+
+TEST(Allocator, LowestFreeAndRequests) {
+    Allocator a(1, 5);
+    EXPECT_EQ(a.alloc(), 1u);
+    EXPECT_TRUE(a.request(3));
+    EXPECT_FALSE(a.request(3));
+    EXPECT_FALSE(a.request(0));
+    EXPECT_FALSE(a.request(6));
+    EXPECT_EQ(a.alloc(), 2u);
+    EXPECT_EQ(a.alloc(), 4u);
+    EXPECT_EQ(a.alloc(), 5u);
+    EXPECT_EQ(a.alloc(), 0xFFFFFFFFu);
+    a.free(2);
+    EXPECT_FALSE(a.used(2));
+    EXPECT_TRUE(a.used(3));
+    EXPECT_EQ(a.alloc(), 2u);
+
+    Allocator top(0xFFFFFFFD);  // near the end of the range: no wrap-around
+    EXPECT_EQ(top.alloc(), 0xFFFFFFFDu);
+    EXPECT_EQ(top.alloc(), 0xFFFFFFFEu);
+    EXPECT_EQ(top.alloc(), 0xFFFFFFFFu);
+}
+
+}  // namespace
+}  // namespace lm
