@@ -18,38 +18,45 @@ InStream::InStream(const unsigned char* data, unsigned len) {
 }
 
 int InStream::getLen() {
+    int32_t len = 0;
+    return readLength(len) ? len : -1;
+}
+
+bool InStream::readLength(int32_t& len) {
     const size_t size = buf_.size();
-    if (pos_ >= size) return -1;
+    if (pos_ >= size) return false;
     const unsigned char b = buf_[pos_];
     if (!(b & 0x80)) {
         ++pos_;
-        return b;
+        len = b;
+        return true;
     }
     const unsigned n = b & 0x7F;
     if (n == 0) {
         say("we don't support indefinite lengths");
-        return -1;
+        return false;
     }
     if (n >= 5) {
         say("we can't support data lengths that long");
-        return -1;
+        return false;
     }
     ++pos_;
     if (size - pos_ < n) {
         say("malformed in getLen");
-        return -1;
+        return false;
     }
     uint32_t v = 0;
     for (unsigned i = 0; i < n; ++i) v = (v << 8) | buf_[pos_ + i];
     pos_ += n;
-    return static_cast<int32_t>(v);  // 0x80000000 and up come back negative: a failure
+    len = static_cast<int32_t>(v);  // 0x80000000 and up come back negative: a failure
+    return true;
 }
 
 int InStream::contentLen(int* declared) {
     if (pos_ < buf_.size()) ++pos_;  // the type octet, unchecked
-    const int len = getLen();
+    int32_t len = 0;
+    if (!readLength(len)) return kNoLength;
     if (declared) *declared = len;
-    if (len == -1) return kNoLength;
     if (len < 0 || static_cast<size_t>(len) > buf_.size() - pos_) return kOverflow;
     return len;
 }

@@ -71,6 +71,8 @@ protected:
     // Returns the length, or -1 (length unreadable, already reported) or -2 (contents
     // overflow, the caller reports); *declared receives the length as read.
     int contentLen(int* declared = nullptr);
+    // The length at the position; false (position as getLen leaves it) when unreadable.
+    bool readLength(int32_t& len);
 
     size_t pos_ = 0;
     std::vector<size_t> seqEnds_;
