@@ -57,6 +57,7 @@ protected:
     virtual message doRemove(AMapItem* item);
 
 private:
+    message describe(uint32_t id, unsigned flags) const;
     message add(const message& req);
     message change(const message& req);
     message removeObject(const message& req);

@@ -73,9 +73,10 @@ public:
     uint64_t addTimer(uint32_t ms, TimerCallback cb);  // one-shot; returns an id
     void cancelTimer(uint64_t id);
 
+    struct Impl;
+
 private:
     friend class Looper;
-    struct Impl;
     explicit ThinRunner(Impl* impl) : impl_(impl) {}
     Impl* impl_;
 };
@@ -126,6 +127,7 @@ public:
     struct Impl;
 
 private:
+    friend class Handler;  // publish and subscribe reach the subscriber table
     std::unique_ptr<Impl> impl_;
     std::unique_ptr<ThinRunner> runner_;
 };
