@@ -1,7 +1,5 @@
 #include "security/community_keep.h"
 
-#include <iostream>
-
 namespace snmp {
 
 CommunityKeep* communityKeep = nullptr;
@@ -15,8 +13,7 @@ CommunityKeep::~CommunityKeep() {
 }
 
 bool CommunityKeep::init() {
-    bool ok = store().isOpen() && AMap::init();
-    if (!store().isOpen()) std::cerr << "communities: store " << COMMUNITIES_STORE << " is not usable\n";
+    bool ok = AMap::init();  // refuses (with its own line) an unusable store
     if (items().empty()) {
         // The default record: written once, from then on an ordinary stored record.
         auto* item = new Item;
