@@ -138,48 +138,5 @@ TEST(CapturedRequests, CommunityMessagesDecode) {
     for (const Request& r : requests) walk(r);
 }
 
-TEST(CapturedRequests, V3DiscoveryProbeDecodes) {
-    const test::Bytes octets = loadFixture("v3_discovery");
-    ASSERT_FALSE(octets.empty());
-    InStream in(octets.data(), static_cast<unsigned>(octets.size()));
-    EXPECT_EQ(in.getVersion(), 3);
-
-    ASSERT_GT(in.enterSeq(), 0);  // msgGlobalData
-    unsigned int msgId = 0, maxSize = 0, model = 0;
-    std::string flags;
-    ASSERT_TRUE(in.getInt(&msgId) && in.getInt(&maxSize) && in.getString(&flags) &&
-                in.getInt(&model));
-    EXPECT_EQ(maxSize, 65507u);
-    EXPECT_EQ(flags, "\x04");  // reportable, noAuthNoPriv
-    EXPECT_EQ(model, 3u);
-    in.exitSeq();
-
-    // The security parameters are an OCTET STRING holding their own sequence.
-    std::string usm;
-    ASSERT_TRUE(in.getString(&usm));
-    InStream sec(reinterpret_cast<const unsigned char*>(usm.data()),
-                 static_cast<unsigned>(usm.size()));
-    ASSERT_GT(sec.enterSeq(), 0);
-    std::string engine = "x", user = "x", auth = "x", priv = "x";
-    unsigned int boots = 9, time = 9;
-    ASSERT_TRUE(sec.getString(&engine) && sec.getInt(&boots) && sec.getInt(&time) &&
-                sec.getString(&user) && sec.getString(&auth) && sec.getString(&priv));
-    EXPECT_TRUE(engine.empty() && user.empty() && auth.empty() && priv.empty());
-    EXPECT_EQ(boots, 0u);
-    EXPECT_EQ(time, 0u);
-    EXPECT_TRUE(sec.atEnd());
-
-    ASSERT_GT(in.enterSeq(), 0);  // scopedPDU
-    std::string contextEngine = "x", contextName = "x";
-    ASSERT_TRUE(in.getString(&contextEngine) && in.getString(&contextName));
-    EXPECT_EQ(contextEngine, "");
-    EXPECT_EQ(in.getType(), 0xA0);
-    ASSERT_GT(in.enterSeq(), 0);
-    unsigned int id = 0, st = 9, ix = 9;
-    ASSERT_TRUE(in.getInt(&id) && in.getInt(&st) && in.getInt(&ix));
-    EXPECT_EQ(in.enterSeq(), 0);  // the probe carries no bindings
-    EXPECT_TRUE(in.atEnd());
-}
-
 }  // namespace
 }  // namespace snmp
