@@ -1,0 +1,46 @@
+// Queries to other services. The loop is single-threaded, so a service that does not
+// answer would stall every SNMP request behind it: the wait is fixed at 1000 ms and a
+// program that is not there is never asked again.
+#include <algorithm>
+#include <iostream>
+
+#include "agent/snmp_looper.h"
+#include "platform/bus.h"
+
+namespace snmp {
+
+namespace {
+
+std::vector<uint32_t>& blacklistedPrograms() {
+    static std::vector<uint32_t>* list = new std::vector<uint32_t>;
+    return *list;
+}
+
+constexpr int QUERY_TIMEOUT_MS = 1000;
+
+}  // namespace
+
+lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
+    const std::vector<uint32_t> dest = request.destination();
+    const uint32_t program = dest.empty() ? 0 : dest[0];
+    std::vector<uint32_t>& blacklist = blacklistedPrograms();
+    if (std::find(blacklist.begin(), blacklist.end(), program) != blacklist.end()) {
+        std::cout << "skipping due to blacklisted program: " << program << std::endl;
+        return lm::failedMsg("");
+    }
+    lm::message reply = lm::Looper::exchangeMessage(request, QUERY_TIMEOUT_MS);
+    uint32_t code = 0;
+    std::string text;
+    if (lm::isError(reply, code, text)) {
+        std::cerr << "exchange error: " << text << std::endl;
+        request.dump(std::cout, "");
+        reply.dump(std::cout, "");
+        if (code == lm::err::NO_PROGRAM) {
+            std::cout << "blacklisting " << program << std::endl;
+            blacklist.push_back(program);
+        }
+    }
+    return reply;
+}
+
+}  // namespace snmp

@@ -1,0 +1,212 @@
+// The agent settings object: one bus object that is at once the persisted record 0 of
+// "/lumo/store/snmpd", the get reply and the set request.
+#include <iostream>
+
+#include "agent/snmp_looper.h"
+#include "platform/bus.h"
+#include "platform/util.h"
+#include "security/community_keep.h"
+#include "traps/scribers.h"
+
+namespace snmp {
+
+std::set<uint32_t> interfaceFilter;
+
+namespace {
+
+namespace key {
+constexpr uint32_t ENABLED = 0x00000001;
+constexpr uint32_t CONTACT = 0x20000002;
+constexpr uint32_t LOCATION = 0x20000003;
+constexpr uint32_t TRAP_COMMUNITY_NAME = 0x20000004;
+constexpr uint32_t ENGINE_ID = 0x2000000A;
+constexpr uint32_t ENGINE_BOOTS = 0x0800000D;
+constexpr uint32_t TARGET_IPV6 = 0x1800000E;
+constexpr uint32_t TARGET_IPV4 = 0x08000010;
+constexpr uint32_t TRAP_COMMUNITY_ID = 0x08000011;
+constexpr uint32_t TRAP_VERSION = 0x08000012;
+constexpr uint32_t TRAP_GENERATORS = 0x88000013;
+constexpr uint32_t INTERFACE_FILTER = 0xA8000018;
+constexpr uint32_t FILTER_ID = 0x08000019;
+constexpr uint32_t TARGETS = 0xA800001A;
+}  // namespace key
+
+constexpr uint32_t FLAG_DEFAULTS = 0x20000000;
+constexpr uint32_t BOOTS_RESTART_UPTIME = 40;
+
+void readFilter(const lm::message& m) {
+    interfaceFilter.clear();
+    if (const auto* list = m.findMsgArray(key::INTERFACE_FILTER))
+        for (const lm::message& e : *list) interfaceFilter.insert(e.getU32(key::FILTER_ID, 0xFFFFFFFF));
+}
+
+lm::message defaultsMessage() {
+    lm::message d;
+    d.setString(key::CONTACT, "");
+    d.setString(key::LOCATION, "");
+    d.setString(key::ENGINE_ID, "");
+    d.setMsgArray(key::TARGETS, {});
+    d.setU32(key::TRAP_VERSION, 0);
+    d.setU32(key::TRAP_COMMUNITY_ID, 0xFFFFFFFF);
+    d.setU32Array(key::TRAP_GENERATORS, {});
+    d.setBool(key::ENABLED, false);
+    return d;
+}
+
+}  // namespace
+
+// Targets: the array replaces the list; a single top-level target is appended on a set
+// (deliberately not replacing) and taken alone on load.
+void SnmpLooper::readTargets(const lm::message& m) {
+    if (const auto* list = m.findMsgArray(key::TARGETS)) {
+        trapTargets.clear();
+        for (const lm::message& e : *list) {
+            if (e.hasIP6(key::TARGET_IPV6))
+                trapTargets.push_back(e.getIP6(key::TARGET_IPV6));
+            else if (e.hasU32(key::TARGET_IPV4))
+                trapTargets.push_back(lm::IPAddr6::fromIPv4(e.getU32(key::TARGET_IPV4)));
+        }
+        return;
+    }
+    if (m.hasIP6(key::TARGET_IPV6))
+        trapTargets.push_back(m.getIP6(key::TARGET_IPV6));
+    else if (m.hasU32(key::TARGET_IPV4))
+        trapTargets.push_back(lm::IPAddr6::fromIPv4(m.getU32(key::TARGET_IPV4)));
+}
+
+void SnmpLooper::setEngineIdText(const std::string& text) {
+    engineId.assign(ENGINE_ID_PREFIX, ENGINE_ID_PREFIX + sizeof ENGINE_ID_PREFIX);
+    engineId.insert(engineId.end(), text.begin(), text.end());
+    if (communityKeep) communityKeep->setEngineId(engineId);
+}
+
+lm::message SnmpLooper::getConfig() const {
+    lm::message m;
+    m.setString(key::TRAP_COMMUNITY_NAME, trapCommunityName);
+    m.setString(key::CONTACT, contact);
+    m.setString(key::LOCATION, location);
+    m.setString(key::ENGINE_ID, engineId.size() > sizeof ENGINE_ID_PREFIX
+                                    ? std::string(engineId.begin() + sizeof ENGINE_ID_PREFIX,
+                                                  engineId.end())
+                                    : std::string());
+    std::vector<lm::message> targets;
+    for (const lm::IPAddr6& t : trapTargets) {
+        lm::message e;
+        if (t.isIPv4())
+            e.setU32(key::TARGET_IPV4, t.getIPv4());
+        else
+            e.setIP6(key::TARGET_IPV6, t);
+        targets.push_back(std::move(e));
+    }
+    m.setMsgArray(key::TARGETS, std::move(targets));
+    m.setU32(key::TRAP_VERSION, trapVersion);
+    m.setU32(key::TRAP_COMMUNITY_ID, trapCommunityId);
+    m.setU32Array(key::TRAP_GENERATORS, trapGenerators);
+    m.setU32(key::ENGINE_BOOTS, engineBoots);
+    m.setBool(key::ENABLED, enabled);
+    if (!interfaceFilter.empty()) {
+        std::vector<lm::message> filter;
+        for (uint32_t id : interfaceFilter) {
+            lm::message e;
+            e.setU32(key::FILTER_ID, id);
+            filter.push_back(std::move(e));
+        }
+        m.setMsgArray(key::INTERFACE_FILTER, std::move(filter));
+    }
+    return m;
+}
+
+lm::message SnmpLooper::getObject(uint32_t) { return getConfig(); }
+
+lm::message SnmpLooper::cmdGet(const lm::message& req) {
+    lm::message reply = getConfig();
+    if (req.getU32(lm::key::FLAGS, 5) & FLAG_DEFAULTS) reply.setMsg(lm::key::DEFAULTS, defaultsMessage());
+    return reply;
+}
+
+void SnmpLooper::init() {
+    addPolicy(1, 128);
+    lm::message saved;
+    if (store.get(0, saved)) {
+        trapCommunityName = saved.getString(key::TRAP_COMMUNITY_NAME);
+        contact = saved.getString(key::CONTACT);
+        location = saved.getString(key::LOCATION);
+        readTargets(saved);
+        trapVersion = saved.getU32(key::TRAP_VERSION, 0);
+        trapCommunityId = saved.getU32(key::TRAP_COMMUNITY_ID, 0xFFFFFFFF);
+        if (const auto* gens = saved.findU32Array(key::TRAP_GENERATORS)) trapGenerators = *gens;
+        if (saved.hasMsgArray(key::INTERFACE_FILTER)) readFilter(saved);
+        // A start soon after system boot restarts the counter; a later restart counts up.
+        uint32_t stored = saved.getU32(key::ENGINE_BOOTS, 0);
+        engineBoots = lm::getUptime() < BOOTS_RESTART_UPTIME ? 0 : stored + 1;
+        std::cerr << "engineBoots = " << engineBoots << std::endl;
+        setEngineIdText(saved.getString(key::ENGINE_ID));
+        enabled = saved.getBool(key::ENABLED, false);
+        store.put(0, getConfig());
+    }
+    if (enabled)
+        enable();
+    else
+        setupLeave(1000);
+}
+
+lm::message SnmpLooper::cmdSet(const lm::message& req) {
+    lm::message old = getConfig();
+    old.setU32(lm::key::COMMAND, lm::cmd::SET);
+    if (const auto* from = req.findU32Array(lm::key::SENDER); from && !from->empty())
+        std::cerr << "cmd_set from " << (*from)[0] << std::endl;
+
+    if (req.hasString(key::TRAP_COMMUNITY_NAME)) trapCommunityName = req.getString(key::TRAP_COMMUNITY_NAME);
+    if (req.hasString(key::CONTACT)) contact = req.getString(key::CONTACT);
+    if (req.hasString(key::LOCATION)) location = req.getString(key::LOCATION);
+    readTargets(req);
+    if (req.hasU32(key::TRAP_COMMUNITY_ID)) trapCommunityId = req.getU32(key::TRAP_COMMUNITY_ID);
+    if (req.hasU32(key::TRAP_VERSION)) trapVersion = req.getU32(key::TRAP_VERSION);
+    if (const auto* gens = req.findU32Array(key::TRAP_GENERATORS)) {
+        for (Scribers& s : scribers) {
+            if (s.unsubscribe) s.unsubscribe();
+            std::cerr << "unsubscribed from " << s.name << std::endl;
+        }
+        std::vector<uint32_t> unique;
+        for (uint32_t id : *gens) {
+            bool seen = false;
+            for (uint32_t u : unique) seen = seen || u == id;
+            if (seen) continue;
+            unique.push_back(id);
+            if (id < scribers.size()) {
+                if (scribers[id].subscribe) scribers[id].subscribe();
+                std::cerr << "subscribed to " << scribers[id].name << std::endl;
+            }
+        }
+        trapGenerators = std::move(unique);
+    }
+    if (req.hasU32(key::ENGINE_BOOTS)) engineBoots = req.getU32(key::ENGINE_BOOTS);
+    if (req.hasString(key::ENGINE_ID)) setEngineIdText(req.getString(key::ENGINE_ID));
+    if (req.hasMsgArray(key::INTERFACE_FILTER)) readFilter(req);
+    if (req.hasBool(key::ENABLED)) {
+        bool wasEnabled = enabled;
+        enabled = req.getBool(key::ENABLED);
+        if (enabled) {
+            if (!wasEnabled) engineBoots = 0;
+            enable();
+        } else {
+            disable();
+        }
+    }
+
+    sendUndo(req, old, "changed snmp settings");
+    notifyChange(0xFFFFFFFF, req);
+    store.put(0, getConfig());
+    return lm::message();
+}
+
+V3ServerInfo SnmpLooper::serverInfo() const {
+    V3ServerInfo info;
+    info.engineBoots = engineBoots;
+    info.startUptime = startUptime;
+    info.timeWindow = timeWindow;
+    info.engineId = engineId;
+    return info;
+}
+
+}  // namespace snmp

@@ -1,0 +1,57 @@
+#include "agent/snmp_looper.h"
+
+#include <cstdlib>
+#include <iostream>
+
+#include "agent/trap_handler.h"
+#include "platform/util.h"
+#include "security/community_keep.h"
+#include "security/ids.h"
+#include "traps/scribers.h"
+
+namespace snmp {
+
+SnmpLooper* loop = nullptr;
+
+namespace {
+
+// LUMO_SNMP_PORT moves the service off 161 for unprivileged runs and parallel tests.
+uint16_t configuredPort() {
+    const char* env = std::getenv("LUMO_SNMP_PORT");
+    if (env && *env) {
+        char* end = nullptr;
+        unsigned long port = std::strtoul(env, &end, 10);
+        if (*end == '\0' && port > 0 && port < 65536) return static_cast<uint16_t>(port);
+        std::cerr << "LUMO_SNMP_PORT: not a port number: " << env << std::endl;
+    }
+    return 161;
+}
+
+}  // namespace
+
+SnmpLooper::SnmpLooper()
+    : lm::Looper(0, 0), store(SETTINGS_STORE, 5), port_(configuredPort()) {
+    if (!listen(AGENT_PROGRAM)) std::cerr << "cannot open the agent's bus endpoint" << std::endl;
+    std::cerr << "communityKeep = new CommunityKeep;" << std::endl;
+    auto* keep = new CommunityKeep;  // lives for the process
+    std::cerr << "communityKeep->init();" << std::endl;
+    keep->init();
+    std::cerr << "addHandler(snmp::ID_COMMUNITIES, communityKeep);" << std::endl;
+    addHandler(ID_COMMUNITIES, keep);
+    addHandler(ID_TRAPS, new TrapHandler);
+    startUptime = lm::getUptime();
+    startJiffies = lm::getJiffies();
+}
+
+void SnmpLooper::startSubscribers() {
+    for (uint32_t id : trapGenerators)
+        if (id < scribers.size() && scribers[id].subscribe) scribers[id].subscribe();
+}
+
+void SnmpLooper::startup() {
+    // The start trap is sent here once trap sending exists.
+}
+
+lm::message SnmpLooper::cmdUnknown(const lm::message&, uint32_t) { return lm::message(); }
+
+}  // namespace snmp

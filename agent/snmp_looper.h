@@ -1,0 +1,75 @@
+// SnmpLooper: the agent service. It owns the settings object (handler 0 of the agent's
+// program), the UDP service socket, the community map (handler 1) and the trap handler
+// (handler 2), and bounds every query to another service.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/looper.h"
+#include "platform/store.h"
+#include "wire/v3info.h"
+
+namespace snmp {
+
+// The agent's program id on the bus; also the value its ready message announces.
+constexpr uint32_t AGENT_PROGRAM = 34;
+constexpr const char* SETTINGS_STORE = "/lumo/store/snmpd";
+// The engine id's fixed prefix: enterprise 47392 with the top bit set, format 4 (text).
+constexpr unsigned char ENGINE_ID_PREFIX[5] = {0x80, 0x00, 0xB9, 0x20, 0x04};
+
+class SnmpLooper : public lm::Looper {
+public:
+    SnmpLooper();
+
+    void init();  // loads the settings, then opens the service or arms the leave timer
+    void startSubscribers();
+    void startup();  // the start-up timer's callback
+
+    // UDP transport.
+    void enable();
+    void disable();
+    void receive(int fd, unsigned events);
+
+    // The settings object.
+    lm::message getConfig() const;
+    lm::message cmdGet(const lm::message& req) override;
+    lm::message cmdSet(const lm::message& req) override;
+    lm::message cmdUnknown(const lm::message& req, uint32_t command) override;
+    lm::message getObject(uint32_t id) override;
+    // Bounded query with a permanent blacklist of programs that are not there.
+    lm::message exchangeMessage(lm::message& request, int timeout) override;
+
+    V3ServerInfo serverInfo() const;
+    uint16_t servicePort() const { return port_; }
+
+    lm::Store store;
+    int sock = 0;
+    bool listening = false;
+    uint32_t engineBoots = 0;
+    uint32_t startUptime;
+    uint32_t timeWindow = 150;
+    Octets engineId;
+    std::string trapCommunityName = "public";
+    std::string contact;
+    std::string location;
+    std::string spare1, spare2;  // carried by the settings object, unused by the agent
+    uint32_t startJiffies;
+    uint32_t trapCommunityId = 0xFFFFFFFF;
+    uint32_t trapVersion = 0;
+    std::vector<lm::IPAddr6> trapTargets;
+    std::vector<uint32_t> trapGenerators;
+    bool enabled = false;
+
+private:
+    void setEngineIdText(const std::string& text);
+    void readTargets(const lm::message& m);
+    uint16_t port_;
+};
+
+extern SnmpLooper* loop;
+extern std::set<uint32_t> interfaceFilter;
+
+}  // namespace snmp

@@ -1,0 +1,8 @@
+// Start functions of the built-in MIB modules, called once each by main in a fixed order.
+#pragma once
+
+namespace snmp {
+
+void start_system_module();
+
+}  // namespace snmp

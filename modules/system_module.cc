@@ -1,0 +1,111 @@
+// The system group (1.3.6.1.2.1.1), which every manager reads first. sysDescr and sysName
+// come from the system-information service; sysContact and sysLocation are the agent's
+// own settings, so a Set changes and persists the setting.
+#include <sys/utsname.h>
+
+#include <string>
+
+#include "agent/snmp_looper.h"
+#include "mib/branch.h"
+#include "mib/data_provider.h"
+#include "mib/packers.h"
+#include "modules/modules.h"
+#include "platform/bus.h"
+#include "platform/services.h"
+#include "platform/util.h"
+
+namespace snmp {
+
+namespace {
+
+constexpr unsigned TAG_INTEGER = 0x02, TAG_OCTETS = 0x04, TAG_OID = 0x06, TAG_TIMETICKS = 0x43;
+// Layers served by a router: datalink (2), internet (3), end-to-end (4), applications (7).
+constexpr int SYS_SERVICES = 2 + 4 + 8 + 64;
+
+struct SystemInfo : Data {
+    std::string description;
+    std::string hostName;
+};
+
+struct Ticks : Data {
+    unsigned value = 0;
+};
+
+struct Text : Data {
+    std::string value;
+};
+
+// The system-information service's object; when the service is absent or fails, the
+// agent describes the host it runs on rather than answer nothing.
+class SystemInfoProvider : public SingleProvider {
+public:
+    Data* getData() override {
+        lm::message req;
+        req.setU32Array(lm::key::DEST, {lm::service::SYSTEM_PROGRAM, lm::service::SYSINFO_HANDLER});
+        req.setCommand(lm::cmd::GET);
+        lm::message reply = loop->exchangeMessage(req, 6000);
+        auto* info = new SystemInfo;
+        if (!lm::isError(reply)) {
+            info->description = reply.getString(lm::service::sysinfo::DESCRIPTION);
+            info->hostName = reply.getString(lm::service::sysinfo::HOST_NAME);
+        }
+        if (info->description.empty() || info->hostName.empty()) fallback(*info);
+        return info;
+    }
+    bool setData(Data*) override { return false; }
+
+private:
+    static void fallback(SystemInfo& info) {
+        utsname u{};
+        if (uname(&u) != 0) return;
+        if (info.description.empty())
+            info.description = std::string(u.sysname) + " " + u.release + " " + u.version + " " + u.machine;
+        if (info.hostName.empty()) info.hostName = u.nodename;
+    }
+};
+
+// One string of the agent settings, written back through the settings object.
+class SettingProvider : public SingleProvider {
+public:
+    explicit SettingProvider(uint32_t key) : key_(key) {}
+    Data* getData() override {
+        auto* t = new Text;
+        t->value = loop->getConfig().getString(key_);
+        return t;
+    }
+    bool setData(Data* d) override {
+        lm::message change;
+        change.setString(key_, static_cast<Text*>(d)->value);
+        loop->cmdSet(change);
+        return true;
+    }
+
+private:
+    uint32_t key_;
+};
+
+constexpr uint32_t SETTING_CONTACT = 0x20000002;
+constexpr uint32_t SETTING_LOCATION = 0x20000003;
+
+}  // namespace
+
+void start_system_module() {
+    const OID system("1.3.6.1.2.1.1");
+    auto* info = new SystemInfoProvider;
+    addScalarLeaf(system + 1u, new DataStringPacker(&SystemInfo::description, TAG_OCTETS), info);
+    addScalarConstOIDLeaf(system + 2u, OID("1.3.6.1.4.1.47392.1"), TAG_OID);
+    addScalarLeaf(system + 3u, new DataNumPacker(&Ticks::value, TAG_TIMETICKS),
+                  new ProxyDataProvider([] {
+                      auto* t = new Ticks;
+                      t->value = lm::getJiffies() - loop->startJiffies;
+                      return static_cast<Data*>(t);
+                  }));
+    addScalarLeaf(system + 4u, new DataStringPacker(&Text::value, TAG_OCTETS),
+                  new SettingProvider(SETTING_CONTACT));
+    addScalarLeaf(system + 5u, new DataStringPacker(&SystemInfo::hostName, TAG_OCTETS), info);
+    addScalarLeaf(system + 6u, new DataStringPacker(&Text::value, TAG_OCTETS),
+                  new SettingProvider(SETTING_LOCATION));
+    addScalarConstNumLeaf(system + 7u, SYS_SERVICES, TAG_INTEGER);
+}
+
+}  // namespace snmp

@@ -1,0 +1,7 @@
+#include "traps/scribers.h"
+
+namespace snmp {
+
+std::vector<Scribers> scribers;
+
+}  // namespace snmp
