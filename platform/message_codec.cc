@@ -170,13 +170,14 @@ private:
 
     bool fields(const uint8_t* end, message& m, unsigned depth) {
         auto& list = Field::list(m);
+        // Five octets is the smallest field; the cap keeps a hostile length from
+        // reserving much before any field has been read.
+        list.reserve(std::min<size_t>(left(end) / 5, 32));
         while (p_ < end) {
             uint32_t key;
             if (!u32(end, key)) return false;
-            Field f;
-            f.key = key;
-            if (!value(end, f, depth)) return false;
-            list.push_back(std::move(f));
+            list.emplace_back().key = key;  // filled in place; out is cleared on failure
+            if (!value(end, list.back(), depth)) return false;
         }
         return unique(list);
     }
