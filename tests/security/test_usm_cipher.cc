@@ -127,14 +127,5 @@ TEST(PrivParam, SaltPerProtocol) {
     EXPECT_EQ(a, b);
 }
 
-TEST(PrivParam, RandomBytesFollowTheSeed) {
-    V3Info a = infoWith({}), b = infoWith({});
-    std::srand(42);
-    preparePrivParam(1, a);
-    std::srand(42);
-    preparePrivParam(1, b);
-    EXPECT_EQ(a.msgPrivacyParameters, b.msgPrivacyParameters);
-}
-
 }  // namespace
 }  // namespace snmp
