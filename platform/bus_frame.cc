@@ -1,4 +1,5 @@
 // Bus frames: a u32 little-endian length, then the message's encoding.
+#include <algorithm>
 #include <cstring>
 
 #include "platform/bus_internal.h"
@@ -33,10 +34,12 @@ uint8_t* FrameReader::writable(size_t& room) {
     // Give back the room a large frame needed once it has been consumed.
     if (begin_ == end_ && buf_.size() > 16 * READ_CHUNK) bytes().swap(buf_);
     size_t want = READ_CHUNK;
-    // A large frame under way: make room for all of it at once rather than growing in steps.
-    if (end_ - begin_ >= 4) {
+    // A large frame under way: room grows with what has arrived (at most doubling it), so a
+    // peer that only announces a big frame cannot make us reserve it.
+    size_t avail = end_ - begin_;
+    if (avail >= 4) {
         size_t len = readLe32(buf_.data() + begin_);
-        if (len <= MAX_FRAME && 4 + len > end_ - begin_) want = std::max(want, 4 + len - (end_ - begin_));
+        if (len <= MAX_FRAME && 4 + len > avail) want = std::max(want, std::min(4 + len - avail, avail));
     }
     if (buf_.size() - end_ < want) buf_.resize(end_ + want);
     room = buf_.size() - end_;

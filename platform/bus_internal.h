@@ -96,6 +96,7 @@ private:
     using ConnPtr = std::shared_ptr<Conn>;
     ConnPtr connection(uint32_t program, bool& noProgram, bool& busy);
     ConnPtr adopt(int fd, uint32_t program);
+    void watchListener(int fd);
     void onAccept(int listenFd);
     void onEvents(const ConnPtr& c, unsigned events);
     void processFrames(const ConnPtr& c);

@@ -99,9 +99,13 @@ bool SocketBus::listen(uint32_t programId) {
         if (fd >= 0) close(fd);
         return false;
     }
-    runner_.addSocket(fd, ThinRunner::READABLE, [this](int lfd, unsigned) { onAccept(lfd); });
     listening_.emplace_back(fd, file);
+    watchListener(fd);
     return true;
+}
+
+void SocketBus::watchListener(int fd) {
+    runner_.addSocket(fd, ThinRunner::READABLE, [this](int lfd, unsigned) { onAccept(lfd); });
 }
 
 void SocketBus::onAccept(int listenFd) {
@@ -109,7 +113,12 @@ void SocketBus::onAccept(int listenFd) {
         int fd = accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd < 0) {
             if (errno == EINTR) continue;
-            if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            if (errno == EMFILE || errno == ENFILE) {
+                // Out of descriptors: pause accepting instead of spinning on a ready socket.
+                std::cerr << "bus: cannot accept: " << strerror(errno) << std::endl;
+                runner_.removeSocket(listenFd);
+                runner_.addTimer(100, [this, listenFd] { watchListener(listenFd); });
+            } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
                 LLOG(busLog()) << "bus: accept failed: " << strerror(errno) << std::endl;
             }
             return;

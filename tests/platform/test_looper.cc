@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "platform/bus_internal.h"
 #include "platform/looper.h"
 
 namespace lm {
@@ -137,6 +138,35 @@ TEST_F(MemoryBus, UndoRecordGoesToThePlatform) {
     ASSERT_NE(platform.got[0].findMsg(key::UNDO_MSG), nullptr);
     EXPECT_EQ(*platform.got[0].findMsg(key::UNDO_MSG), undo);
     EXPECT_EQ(platform.got[0].getString(key::UNDO_TEXT), "changed it");
+}
+
+TEST(Frames, ReassembledWhateverTheReadSizes) {
+    message small = to({20, 3}, cmd::GET);
+    message big;
+    big.setString(0x20000002, std::string(200000, 'x'));
+    bytes stream;
+    appendFrame(stream, small);
+    appendFrame(stream, big);
+    appendFrame(stream, small);
+    for (size_t step : {size_t(1), size_t(3), size_t(4096), stream.size()}) {
+        FrameReader reader;
+        std::vector<message> got;
+        message m;
+        std::string error;
+        for (size_t at = 0; at < stream.size();) {
+            size_t room = 0;
+            uint8_t* p = reader.writable(room);
+            size_t n = std::min({step, room, stream.size() - at});
+            std::copy_n(stream.data() + at, n, p);
+            reader.commit(n);
+            at += n;
+            while (reader.next(m, error) == FrameReader::FRAME) got.push_back(m);
+        }
+        ASSERT_EQ(got.size(), 3u) << "step " << step;
+        EXPECT_EQ(got[0], small);
+        EXPECT_EQ(got[1], big);
+        EXPECT_EQ(got[2], small);
+    }
 }
 
 TEST(Runner, TimersRunInDueOrderAndCancelledOnesNever) {
