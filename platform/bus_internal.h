@@ -107,8 +107,11 @@ private:
     void watch(const ConnPtr& c);
     void drop(const ConnPtr& c, const char* why);
     void scheduleLeftovers(const ConnPtr& c);
-    message waitReply(const ConnPtr& c, uint32_t program, uint32_t seq, uint64_t deadline,
-                      bool forever);
+    // Writes a frame on the kept connection to program, opening one when needed and waiting
+    // until busyUntil while the program's backlog is full.
+    enum Failure { NOT_THERE, BUSY, LOST };
+    ConnPtr post(uint32_t program, const bytes& frame, uint64_t busyUntil, Failure& failure);
+    message waitReply(const ConnPtr& c, uint32_t program, uint32_t seq, uint64_t deadline);
 
     Looper& looper_;
     ThinRunner::Impl& runner_;

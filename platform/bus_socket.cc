@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <iostream>
 
@@ -226,28 +227,35 @@ void SocketBus::handleIncoming(const ConnPtr& c, message& m) {
     if (!queue(c, frame, untouched)) drop(c, "reply not written");
 }
 
+namespace {
+
+// Writes from data[off] on until done or the socket is full; false when the connection failed.
+bool writeSome(int fd, const uint8_t* data, size_t len, size_t& off) {
+    while (off < len) {
+        ssize_t n = ::send(fd, data + off, len - off, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0)
+            off += size_t(n);
+        else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+            return true;
+        else if (!(n < 0 && errno == EINTR))
+            return false;
+    }
+    return true;
+}
+
+}  // namespace
+
 bool SocketBus::queue(const ConnPtr& c, const bytes& frame, bool& untouched) {
-    untouched = !c->pendingOut();
     if (!c->pendingOut()) {
         size_t off = 0;
-        while (off < frame.size()) {
-            ssize_t n = ::send(c->fd, frame.data() + off, frame.size() - off,
-                               MSG_NOSIGNAL | MSG_DONTWAIT);
-            if (n > 0) {
-                off += size_t(n);
-                untouched = false;
-            } else if (n < 0 && errno == EINTR) {
-                continue;
-            } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-                break;
-            } else {
-                return false;
-            }
-        }
+        bool ok = writeSome(c->fd, frame.data(), frame.size(), off);
+        untouched = off == 0;
+        if (!ok) return false;
         if (off == frame.size()) return true;
         c->out.assign(frame.begin() + off, frame.end());
         c->outOff = 0;
     } else {
+        untouched = false;
         if (c->out.size() - c->outOff + frame.size() > MAX_PENDING_OUT) {
             std::cerr << "bus: peer is not reading; dropping connection with "
                       << c->out.size() - c->outOff << " bytes pending" << std::endl;
@@ -264,19 +272,7 @@ bool SocketBus::queue(const ConnPtr& c, const bytes& frame, bool& untouched) {
 }
 
 bool SocketBus::flush(const ConnPtr& c) {
-    while (c->pendingOut()) {
-        ssize_t n = ::send(c->fd, c->out.data() + c->outOff, c->out.size() - c->outOff,
-                           MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (n > 0) {
-            c->outOff += size_t(n);
-        } else if (n < 0 && errno == EINTR) {
-            continue;
-        } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            break;
-        } else {
-            return false;
-        }
-    }
+    if (!writeSome(c->fd, c->out.data(), c->out.size(), c->outOff)) return false;
     if (!c->pendingOut()) {
         c->out.clear();
         c->outOff = 0;
@@ -336,37 +332,51 @@ SocketBus::ConnPtr SocketBus::connection(uint32_t program, bool& noProgram, bool
     return c;
 }
 
-message SocketBus::exchange(uint32_t program, const message& request, uint32_t seq,
-                            int timeoutMs) {
-    bool forever = timeoutMs < 0;
-    uint64_t deadline = steadyMs() + uint64_t(forever ? 0 : timeoutMs);
-    bytes frame;
-    appendFrame(frame, request);
+SocketBus::ConnPtr SocketBus::post(uint32_t program, const bytes& frame, uint64_t busyUntil,
+                                   Failure& failure) {
     for (int attempt = 0;; ++attempt) {
         bool noProgram, busy;
         ConnPtr c = connection(program, noProgram, busy);
         if (!c) {
-            if (noProgram) return errorMsg("no such " + programText(program), err::NO_PROGRAM);
-            if (forever || steadyMs() < deadline) {
+            if (busy && steadyMs() < busyUntil) {
                 usleep(1000);
                 continue;
             }
-            return errorMsg(programText(program) + " accepts no connection", err::TIMEOUT);
+            failure = noProgram ? NOT_THERE : BUSY;
+            return nullptr;
         }
         bool used = c->used;
         c->used = true;
         bool untouched = false;
-        if (queue(c, frame, untouched)) return waitReply(c, program, seq, deadline, forever);
-        drop(c, "request not written");
+        if (queue(c, frame, untouched)) return c;
+        drop(c, "not written");
         // A kept connection may have been closed by a peer that restarted since: one retry
-        // on a fresh connection, as long as no byte of the request went out.
-        if (!(used && untouched && attempt == 0))
-            return errorMsg("connection to " + programText(program) + " lost", err::BROKEN);
+        // on a fresh connection, as long as no byte of the frame went out.
+        if (!(used && untouched && attempt == 0)) {
+            failure = LOST;
+            return nullptr;
+        }
+    }
+}
+
+message SocketBus::exchange(uint32_t program, const message& request, uint32_t seq,
+                            int timeoutMs) {
+    bool forever = timeoutMs < 0;
+    uint64_t deadline = forever ? UINT64_MAX : steadyMs() + uint64_t(timeoutMs);
+    bytes frame;
+    appendFrame(frame, request);
+    Failure failure;
+    if (ConnPtr c = post(program, frame, deadline, failure))
+        return waitReply(c, program, seq, deadline);
+    switch (failure) {
+    case NOT_THERE: return errorMsg("no such " + programText(program), err::NO_PROGRAM);
+    case BUSY: return errorMsg(programText(program) + " accepts no connection", err::TIMEOUT);
+    default: return errorMsg("connection to " + programText(program) + " lost", err::BROKEN);
     }
 }
 
 message SocketBus::waitReply(const ConnPtr& c, uint32_t program, uint32_t seq,
-                             uint64_t deadline, bool forever) {
+                             uint64_t deadline) {
     auto broken = [&](const char* why) {
         drop(c, why);
         return errorMsg("connection to " + programText(program) + " lost", err::BROKEN);
@@ -398,7 +408,7 @@ message SocketBus::waitReply(const ConnPtr& c, uint32_t program, uint32_t seq,
         }
         if (ended) return broken("closed by peer");
         int wait = -1;
-        if (!forever) {
+        if (deadline != UINT64_MAX) {
             uint64_t now = steadyMs();
             if (now >= deadline) {
                 scheduleLeftovers(c);
@@ -420,30 +430,18 @@ message SocketBus::waitReply(const ConnPtr& c, uint32_t program, uint32_t seq,
 Delivery SocketBus::send(uint32_t program, const message& m) {
     bytes frame;
     appendFrame(frame, m);
-    uint64_t giveUp = steadyMs() + BUSY_RETRY_MS;
-    for (int attempt = 0;; ++attempt) {
-        bool noProgram, busy;
-        ConnPtr c = connection(program, noProgram, busy);
-        if (!c) {
-            if (noProgram) {
-                LLOG(busLog()) << "bus: no " << programText(program) << "; command "
-                               << m.command() << " dropped" << std::endl;
-                return Delivery::NO_PROGRAM;
-            }
-            if (steadyMs() < giveUp) {
-                usleep(1000);
-                continue;
-            }
-            std::cerr << "bus: " << programText(program) << " accepts no connection; command "
-                      << m.command() << " dropped" << std::endl;
-            return Delivery::DROPPED;
-        }
-        bool used = c->used;
-        c->used = true;
-        bool untouched = false;
-        if (queue(c, frame, untouched)) return Delivery::SENT;
-        drop(c, "command not written");
-        if (!(used && untouched && attempt == 0)) return Delivery::FAILED;
+    Failure failure;
+    if (post(program, frame, steadyMs() + BUSY_RETRY_MS, failure)) return Delivery::SENT;
+    switch (failure) {
+    case NOT_THERE:
+        LLOG(busLog()) << "bus: no " << programText(program) << "; command " << m.command()
+                       << " dropped" << std::endl;
+        return Delivery::NO_PROGRAM;
+    case BUSY:
+        std::cerr << "bus: " << programText(program) << " accepts no connection; command "
+                  << m.command() << " dropped" << std::endl;
+        return Delivery::DROPPED;
+    default: return Delivery::FAILED;
     }
 }
 

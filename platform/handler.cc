@@ -70,19 +70,25 @@ void Handler::publish(uint32_t notification, const message& m) {
     }
 }
 
-void Handler::subscribe(const Path& publisher, uint32_t notification, const message& filter) {
+namespace {
+
+message subscription(const Path& publisher, uint32_t notification, const message& filter) {
     message m;
     m.setDestination(publisher);
     m.setU32(key::NOTIFICATION, notification);
     m.setMsg(key::FILTER, filter);
+    return m;
+}
+
+}  // namespace
+
+void Handler::subscribe(const Path& publisher, uint32_t notification, const message& filter) {
+    message m = subscription(publisher, notification, filter);
     sendCmd(m, cmd::SUBSCRIBE);
 }
 
 void Handler::unsubscribe(const Path& publisher, uint32_t notification, const message& filter) {
-    message m;
-    m.setDestination(publisher);
-    m.setU32(key::NOTIFICATION, notification);
-    m.setMsg(key::FILTER, filter);
+    message m = subscription(publisher, notification, filter);
     sendCmd(m, cmd::UNSUBSCRIBE);
 }
 

@@ -223,15 +223,5 @@ TEST(Leave, EndsTheLoopOnlyWhenIdleExitIsAllowed) {
     unsetenv("LUMO_IDLE_EXIT");
 }
 
-TEST(Looper, CurrentIsTheNewestLiveLooper) {
-    Looper first;
-    EXPECT_EQ(Looper::current(), &first);
-    {
-        Looper second;
-        EXPECT_EQ(Looper::current(), &second);
-    }
-    EXPECT_EQ(Looper::current(), &first);
-}
-
 }  // namespace
 }  // namespace lm
