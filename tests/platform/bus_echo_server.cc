@@ -13,15 +13,16 @@
 
 namespace {
 
-void say(const std::string& line) {
-    std::string l = line + "\n";
-    if (write(1, l.data(), l.size()) < 0) _exit(3);
+void say(std::string line) {
+    line.push_back('\n');
+    if (write(1, line.data(), line.size()) < 0) _exit(3);
 }
 
-std::string pathText(const lm::Path& p) {
-    std::string s;
-    for (uint32_t e : p) s += " " + std::to_string(e);
-    return s;
+void appendPath(std::string& s, const lm::Path& p) {
+    for (uint32_t e : p) {
+        s.push_back(' ');
+        s.append(std::to_string(e));
+    }
 }
 
 class Publisher : public lm::Handler {
@@ -63,8 +64,14 @@ public:
             return {};
         }
         case NOTE:
-            say("notified" + pathText(req.sender()) + " to" + pathText(req.destination()));
+        {
+            std::string line = "notified";
+            appendPath(line, req.sender());
+            line.append(" to");
+            appendPath(line, req.destination());
+            say(line);
             return {};
+        }
         default:
             return lm::Looper::cmdUnknown(req, command);
         }
