@@ -118,7 +118,9 @@ public:
 
 private:
     bool fail(const std::string& where, const std::string& what) {
-        if (error_) *error_ = where.empty() ? what : "key " + where + ": " + what;
+        // A deep path is cut short: the start says where, the reason says what.
+        const std::string at = where.size() > 80 ? where.substr(0, 76) + " ..." : where;
+        if (error_) *error_ = at.empty() ? what : "key " + at + ": " + what;
         return false;
     }
 
