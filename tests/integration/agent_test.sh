@@ -28,6 +28,22 @@ expect_silence "source outside the record's addresses" snmp snmpget -v2c -c lano
 expect_output "read-only community Set refused" "readOnly" \
   snmp snmpset -v2c -c public "$(target)" $SYS.4.0 s "someone"
 
+# The community map on the bus: a fresh store holds exactly "public"; names stay unique and
+# the default record cannot be removed (refusals come back as error 0xFE0006).
+records=$(ctl --json call 34/1 get-all | python3 -c 'import json,sys
+print(",".join(o["0x20000005"] for o in json.load(sys.stdin)["0xA8FE0002"]))')
+if [ "$records" = "public,lanonly" ]; then pass "fresh store holds public (plus the one added)"; else
+  fail "records on a fresh store: $records"; fi
+expect_output "duplicate name refused" "0xFE0006.*community with the same name already exists!" \
+  ctl call 34/1 add 0x20000005=public
+expect_output "renaming onto a used name refused" "0xFE0006.*community with the same name already exists!" \
+  ctl call 34/1 object-set 0x08FE0001=1 0x20000005=public
+expect_output "default community cannot be removed" "0xFE0006.*can not remove default community" \
+  ctl call 34/1 remove 0x08FE0001=0
+expect_match "renaming to a free name accepted" '"lan"' \
+  sh -c "'$LUMOCTL' call 34/1 object-set 0x08FE0001=1 0x20000005=lan >/dev/null && '$LUMOCTL' call 34/1 get 0x08FE0001=1"
+expect_silence "renamed community keeps its address rule" snmp snmpget -v2c -c lan "$(target)" $SYS.1.0
+
 # A write community changes sysContact; the value survives a restart of the agent.
 ctl call 34/1 add 0x20000005=private 0x00000007=yes >/dev/null
 expect_match "Set sysContact with a write community" "\.$SYS\.4\.0 = STRING: \"noc@example.net\"" \
