@@ -26,5 +26,6 @@ struct Subcommand {
 int usageError(const std::string& problem);
 
 int runCall(const Options& options, const std::vector<std::string>& args);
+int runSnmp(const Options& options, const std::vector<std::string>& args);  // snmp.cc
 
 }  // namespace lumoctl
