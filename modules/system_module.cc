@@ -3,6 +3,7 @@
 // own settings, so a Set changes and persists the setting.
 #include <sys/utsname.h>
 
+#include <chrono>
 #include <string>
 
 #include "agent/snmp_looper.h"
@@ -37,24 +38,39 @@ struct Text : Data {
 
 // The system-information service's object; when the service is absent or fails, the
 // agent describes the host it runs on rather than answer nothing.
+//
+// Kept for a second: sysDescr and sysName change only with an upgrade or a rename, yet
+// managers ask for them in every poll. Without the copy each Get costs a bus round trip to
+// the service (or, once it is blacklisted, a "skipping" line on standard output and a
+// uname call), which bounded the whole agent under load.
 class SystemInfoProvider : public SingleProvider {
 public:
     Data* getData() override {
-        lm::message req;
-        req.setU32Array(lm::key::DEST, {lm::service::SYSTEM_PROGRAM, lm::service::SYSINFO_HANDLER});
-        req.setCommand(lm::cmd::GET);
-        lm::message reply = loop->exchangeMessage(req, 6000);
-        auto* info = new SystemInfo;
-        if (!lm::isError(reply)) {
-            info->description = reply.getString(lm::service::sysinfo::DESCRIPTION);
-            info->hostName = reply.getString(lm::service::sysinfo::HOST_NAME);
+        const auto now = std::chrono::steady_clock::now();
+        if (!haveCopy_ || now - fetchedAt_ >= KEEP_FOR) {
+            fetch(cached_);
+            fetchedAt_ = std::chrono::steady_clock::now();  // a slow answer still counts from its arrival
+            haveCopy_ = true;
         }
-        if (info->description.empty() || info->hostName.empty()) fallback(*info);
-        return info;
+        return new SystemInfo(cached_);
     }
     bool setData(Data*) override { return false; }
 
 private:
+    static constexpr std::chrono::milliseconds KEEP_FOR{1000};
+
+    static void fetch(SystemInfo& info) {
+        lm::message req;
+        req.setU32Array(lm::key::DEST, {lm::service::SYSTEM_PROGRAM, lm::service::SYSINFO_HANDLER});
+        req.setCommand(lm::cmd::GET);
+        lm::message reply = loop->exchangeMessage(req, 6000);
+        info = SystemInfo();
+        if (!lm::isError(reply)) {
+            info.description = reply.getString(lm::service::sysinfo::DESCRIPTION);
+            info.hostName = reply.getString(lm::service::sysinfo::HOST_NAME);
+        }
+        if (info.description.empty() || info.hostName.empty()) fallback(info);
+    }
     static void fallback(SystemInfo& info) {
         utsname u{};
         if (uname(&u) != 0) return;
@@ -62,6 +78,10 @@ private:
             info.description = std::string(u.sysname) + " " + u.release + " " + u.version + " " + u.machine;
         if (info.hostName.empty()) info.hostName = u.nodename;
     }
+
+    SystemInfo cached_;
+    std::chrono::steady_clock::time_point fetchedAt_;
+    bool haveCopy_ = false;
 };
 
 // One string of the agent settings, written back through the settings object.
