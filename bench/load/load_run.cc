@@ -114,6 +114,7 @@ bool runLoad(const LoadOptions& o, LoadResult& r, std::string& error) {
             Slot& slot = slots[s];
             const uint32_t id = plan.idFor(s, slot.uses);
             patchRequestId(request.bytes.data(), request.idOffset, id);
+            const uint64_t sentNs = nowNs();  // before the call: loopback delivers inside send
             if (send(fd, request.bytes.data(), request.bytes.size(), 0) < 0) {
                 ++r.sendFailures;  // full buffer, or an earlier request was refused by ICMP
                 blocked = true;
@@ -124,7 +125,7 @@ bool runLoad(const LoadOptions& o, LoadResult& r, std::string& error) {
             ++slot.uses;
             slot.id = id;
             slot.busy = true;
-            slot.sentNs = nowNs();
+            slot.sentNs = sentNs;
             slot.measured = measuring;
             nextExpiry = std::min(nextExpiry, slot.sentNs + timeoutNs);
             if (measuring && ++r.sent == o.count) sending = false;
