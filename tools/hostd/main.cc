@@ -1,5 +1,6 @@
-// lumo-hostd: the host's services on the bus. This build serves fixture files only:
-//   lumo-hostd --fixture FILE.json
+// lumo-hostd: the host's services on the bus.
+//   lumo-hostd                     host mode: this Linux host's own services
+//   lumo-hostd --fixture FILE.json the objects of a fixture file, for tests and demos
 // One program id is served in this process. Several program ids get one worker process
 // each (a looper's handler ids are shared by all the programs it listens on, and
 // notifications must leave from the right [program, handler]); this process then only
@@ -10,20 +11,53 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <set>
 #include <vector>
 
+#include "platform/services.h"
 #include "tools/hostd/program_host.h"
+#include "tools/hostd/sysinfo_service.h"
 
 namespace {
 
 constexpr int EXIT_USAGE = 2;
 
+// lumo-launch tells a fixture-only build by a usage line ending in "--fixture FILE.json";
+// this one must not match.
+constexpr const char* USAGE =
+    "usage: lumo-hostd [--fixture FILE.json]\n"
+    "  (no arguments)        serve this host: system information at [24, 2]\n"
+    "  --fixture FILE.json   serve the objects of a fixture file instead (tests, demos)\n";
+
 int usage(const std::string& problem) {
-    if (!problem.empty()) std::cerr << "lumo-hostd: " << problem << "\n";
-    std::cerr << "usage: lumo-hostd --fixture FILE.json\n";
+    std::cerr << "lumo-hostd: " << problem << "\n" << USAGE;
     return EXIT_USAGE;
+}
+
+// Host mode: the programs this host serves and the services of each, one class per
+// service. Interfaces (program 20) and health ([24, 14]) join this list as they come.
+struct HostProgram {
+    uint32_t program;
+    void (*install)(hostd::ProgramHost& host);
+};
+
+const HostProgram HOST_PROGRAMS[] = {
+    {lm::service::SYSTEM_PROGRAM,
+     [](hostd::ProgramHost& host) {
+         host.install(lm::service::SYSINFO_HANDLER, std::make_unique<hostd::SysinfoService>());
+     }},
+};
+
+int serveHostProgram(uint32_t program) {
+    hostd::ProgramHost host("", program);
+    for (const HostProgram& p : HOST_PROGRAMS)
+        if (p.program == program) p.install(host);
+    if (!host.listen()) return 1;
+    return host.run();
 }
 
 // The programs to listen on: every program named by a path, except those where any path
@@ -49,7 +83,9 @@ void stopAll(const std::vector<pid_t>& workers, int sig) {
         if (pid > 0) kill(pid, sig);
 }
 
-int supervise(const std::string& file, const hostd::Fixture& fixture, const std::vector<uint32_t>& programs) {
+using ServeFn = std::function<int(uint32_t program)>;
+
+int supervise(const std::vector<uint32_t>& programs, const ServeFn& serve) {
     sigset_t set;
     sigemptyset(&set);
     for (int sig : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) sigaddset(&set, sig);
@@ -67,7 +103,7 @@ int supervise(const std::string& file, const hostd::Fixture& fixture, const std:
         if (pid == 0) {
             prctl(PR_SET_PDEATHSIG, SIGTERM);  // a killed supervisor takes its workers along
             if (getppid() != parent) _exit(1);
-            _exit(serveProgram(file, fixture, program));
+            _exit(serve(program));
         }
         workers.push_back(pid);
     }
@@ -105,25 +141,13 @@ int supervise(const std::string& file, const hostd::Fixture& fixture, const std:
     return status;
 }
 
-}  // namespace
+// Serves one program here, or several through one worker process each.
+int serveAll(const std::vector<uint32_t>& programs, const ServeFn& serve) {
+    if (programs.size() == 1) return serve(programs[0]);
+    return supervise(programs, serve);
+}
 
-int main(int argc, char** argv) {
-    std::string file;
-    for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
-        if (arg == "--fixture" && i + 1 < argc)
-            file = argv[++i];
-        else if (arg.rfind("--fixture=", 0) == 0)
-            file = arg.substr(10);
-        else if (arg == "-h" || arg == "--help") {
-            usage("");
-            return 0;
-        }
-        else
-            return usage("unexpected argument " + arg);
-    }
-    if (file.empty()) return usage("this build serves fixture files only; --fixture FILE is required");
-
+int fixtureMode(const std::string& file) {
     hostd::Fixture fixture;
     std::string error;
     if (!hostd::loadFixture(file, fixture, error)) {
@@ -135,6 +159,38 @@ int main(int argc, char** argv) {
         std::cerr << "lumo-hostd: fixture " << file << ": every program is marked no_program" << std::endl;
         return 1;
     }
-    if (programs.size() == 1) return serveProgram(file, fixture, programs[0]);
-    return supervise(file, fixture, programs);
+    return serveAll(programs, [&](uint32_t program) { return serveProgram(file, fixture, program); });
+}
+
+int hostMode() {
+    std::vector<uint32_t> programs;
+    for (const HostProgram& p : HOST_PROGRAMS)
+        if (std::find(programs.begin(), programs.end(), p.program) == programs.end()) programs.push_back(p.program);
+    return serveAll(programs, serveHostProgram);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string file;
+    bool fixture = false;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--fixture" && i + 1 < argc) {
+            file = argv[++i];
+            fixture = true;
+        } else if (arg.rfind("--fixture=", 0) == 0) {
+            file = arg.substr(10);
+            fixture = true;
+        } else if (arg == "-h" || arg == "--help") {
+            std::cout << USAGE;
+            return 0;
+        } else if (arg == "--fixture") {
+            return usage("--fixture needs a file");
+        } else {
+            return usage("unexpected argument " + arg);
+        }
+    }
+    if (fixture && file.empty()) return usage("--fixture needs a file");
+    return fixture ? fixtureMode(file) : hostMode();
 }

@@ -166,25 +166,37 @@ void ProgramHost::apply(const Fixture& fixture) {
     }
     for (const ServiceFixture& f : fixture.services) {
         if (f.path[0] != programId_) continue;
-        const uint32_t h = f.path[1];
-        auto& s = slots_[h];
-        if (!s) {
-            s = std::make_unique<Slot>();
-            s->handlerId = h;
-            if (h == 0) {
-                s->endpoint = looper_.get();
-            } else {
-                auto adapter = std::make_unique<SlotHandler>(*s);
-                looper_->addHandler(h, adapter.get());
-                s->endpoint = adapter.get();
-                adapters_[h] = std::move(adapter);
-            }
-        }
-        s->service = std::make_unique<FixtureService>(f);
-        s->service->attach(s->endpoint);
-        s->switches = {f.errorCode, f.errorText, f.delayMs};
-        s->notifications = f.notifications;
+        Slot& s = slotFor(f.path[1]);
+        s.service = std::make_unique<FixtureService>(f);
+        s.service->attach(s.endpoint);
+        s.switches = {f.errorCode, f.errorText, f.delayMs};
+        s.notifications = f.notifications;
     }
+}
+
+void ProgramHost::install(uint32_t handlerId, std::unique_ptr<HostService> service) {
+    Slot& s = slotFor(handlerId);
+    s.service = std::move(service);
+    s.service->attach(s.endpoint);
+    s.switches = {};
+    s.notifications.clear();
+}
+
+Slot& ProgramHost::slotFor(uint32_t h) {
+    auto& s = slots_[h];
+    if (!s) {
+        s = std::make_unique<Slot>();
+        s->handlerId = h;
+        if (h == 0) {
+            s->endpoint = looper_.get();
+        } else {
+            auto adapter = std::make_unique<SlotHandler>(*s);
+            looper_->addHandler(h, adapter.get());
+            s->endpoint = adapter.get();
+            adapters_[h] = std::move(adapter);
+        }
+    }
+    return *s;
 }
 
 bool ProgramHost::listen() {
@@ -194,6 +206,10 @@ bool ProgramHost::listen() {
 }
 
 bool ProgramHost::reload(std::string& error) {
+    if (fixtureFile_.empty()) {
+        error = "serving the host, not a fixture: there is nothing to reload";
+        return false;
+    }
     Fixture fresh;
     if (!loadFixture(fixtureFile_, fresh, error)) return false;
     apply(fresh);
@@ -217,6 +233,7 @@ void ProgramHost::watchSignals() {
         signalfd_siginfo info;
         while (read(fd, &info, sizeof info) == ssize_t(sizeof info)) {
             if (info.ssi_signo == SIGHUP) {
+                if (fixtureFile_.empty()) continue;  // host mode reads the host at each request
                 std::string why;
                 if (!reload(why)) std::cerr << "lumo-hostd: " << why << " (old data kept)" << std::endl;
             } else {

@@ -37,12 +37,15 @@ struct Slot {
 
 class ProgramHost {
 public:
+    // fixtureFile is empty in host mode: the services are installed, not read from a file.
     ProgramHost(std::string fixtureFile, uint32_t programId);
     ~ProgramHost();
 
     // Builds the services of this program from the fixture (the paths of other programs
     // are ignored). Called once before listen(), and again by reload().
     void apply(const Fixture& fixture);
+    // Host mode: serves this service at [program, handlerId], with no switches set.
+    void install(uint32_t handlerId, std::unique_ptr<HostService> service);
     bool listen();  // opens the program's bus endpoint; false with a line on stderr
     int run();      // until SIGTERM or SIGINT; SIGHUP reloads
     // Re-reads the fixture file. On failure the old data stays and error says why.
@@ -54,6 +57,7 @@ public:
     lm::Looper& looper();
 
 private:
+    Slot& slotFor(uint32_t handlerId);  // creates the slot and its bus handler on first use
     void watchSignals();
 
     std::string fixtureFile_;
