@@ -94,7 +94,7 @@ if grep -Eq "priv +sha +aes +\(set\) +\(set\)" <<<"$out" && ! grep -q "pass" <<<
   pass "passwords hidden"; else fail "passwords hidden"; echo "$out"; fi
 if ! ctl --json snmp community print | grep -q "pass[0-9]"; then pass "passwords hidden in JSON"; else
   fail "passwords hidden in JSON"; fi
-expect_match "passwords on request" "authpass123 +privpass456" ctl snmp community print user3 -- --show-passwords
+expect_match "passwords on request" "authpass123 +privpass456" ctl snmp community print user3 --show-passwords
 expect_match "public has none" "^0 +public .*\(none\) +\(none\) " ctl snmp community print
 
 # Bad names and values: one line, status 2, and nothing reaches the agent.

@@ -1,5 +1,5 @@
-// lumoctl: the command-line front end to the bus. Options may come before or after the
-// subcommand; "--" ends them.
+// lumoctl: the command-line front end to the bus. Shared options may come before or after
+// the subcommand; other options after the subcommand's name are its own; "--" ends them.
 #include <iostream>
 
 #include "platform/message_json.h"
@@ -86,6 +86,11 @@ int main(int argc, char** argv) {
         if (!optionValue(arg, "input", argc, argv, i, value, matched)) return usageError("--input needs FILE or -");
         if (matched) {
             options.input = value;
+            continue;
+        }
+        // After the subcommand's name, options lumoctl does not know are the subcommand's.
+        if (!positional.empty()) {
+            positional.push_back(arg);
             continue;
         }
         return usageError("unknown option " + arg);
