@@ -31,10 +31,10 @@ SCENARIO_LIST=(
 SCENARIOS=${LOAD_SCENARIOS:-$(for s in "${SCENARIO_LIST[@]}"; do printf '%s ' "${s%%|*}"; done)}
 
 # --- build ------------------------------------------------------------------------------
-if [ ! -f "$BUILD/build.ninja" ]; then
-  cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLUMO_BENCH=ON >/dev/null
-fi
 if [ "${LOAD_BUILD:-1}" != 0 ]; then
+  if [ ! -f "$BUILD/build.ninja" ]; then
+    cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLUMO_BENCH=ON >/dev/null
+  fi
   if ! cmake --build "$BUILD" -j2 --target lumo-snmpd lumoctl lumo-hostd snmp_load udp_echo >"$BUILD/load-build.log" 2>&1; then
     tail -30 "$BUILD/load-build.log"
     echo "run.sh: build failed (whole log in $BUILD/load-build.log)" >&2
@@ -112,12 +112,8 @@ run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD
   root=$(mktemp -d "$WORK/lumo-root-XXXXXX")
   port=$(free_port)
   if [ "$2" = yes ]; then
-    cat >"$WORK/sysinfo.json" <<'JSON'
-{"services": [{"path": [24, 2], "object": {
-  "0x20000001": "lumo router OS 1.0 (benchmark fixture) x86_64",
-  "0x20000002": "bench-router"}}]}
-JSON
-    LUMO_ROOT=$root start "$WORK/hostd.log" "$BIN/lumo-hostd" --fixture "$WORK/sysinfo.json"
+    # Host mode: hostd serves this machine's system information at [24, 2].
+    LUMO_ROOT=$root start "$WORK/hostd.log" "$BIN/lumo-hostd"
     local hostd=$LAST_PID
     for _ in $(seq 100); do
       LUMO_ROOT=$root "$BIN/lumoctl" --timeout 200 call 24/2 get >/dev/null 2>&1 && break
