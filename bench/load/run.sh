@@ -148,7 +148,7 @@ agentaddress udp:127.0.0.1:$port
 rocommunity public 127.0.0.1
 EOF
   # -C: no configuration but ours; persistent state stays in the work folder.
-  SNMP_PERSISTENT_DIR=$WORK/net-snmp MIBS= start "$WORK/snmpd.log" /usr/sbin/snmpd -f -Lo -C -c "$conf"
+  SNMP_PERSISTENT_DIR=$WORK/net-snmp MIBS='' start "$WORK/snmpd.log" /usr/sbin/snmpd -f -Lo -C -c "$conf"
   local pid=$LAST_PID
   wait_answer "$port" "$pid"
   run_scenarios net-snmp "$port" "$pid"
