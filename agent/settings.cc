@@ -2,6 +2,7 @@
 // "/lumo/store/snmpd", the get reply and the set request.
 #include <iostream>
 
+#include "agent/settings_keys.h"
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
 #include "platform/util.h"
@@ -14,22 +15,7 @@ std::set<uint32_t> interfaceFilter;
 
 namespace {
 
-namespace key {
-constexpr uint32_t ENABLED = 0x00000001;
-constexpr uint32_t CONTACT = 0x20000002;
-constexpr uint32_t LOCATION = 0x20000003;
-constexpr uint32_t TRAP_COMMUNITY_NAME = 0x20000004;
-constexpr uint32_t ENGINE_ID = 0x2000000A;
-constexpr uint32_t ENGINE_BOOTS = 0x0800000D;
-constexpr uint32_t TARGET_IPV6 = 0x1800000E;
-constexpr uint32_t TARGET_IPV4 = 0x08000010;
-constexpr uint32_t TRAP_COMMUNITY_ID = 0x08000011;
-constexpr uint32_t TRAP_VERSION = 0x08000012;
-constexpr uint32_t TRAP_GENERATORS = 0x88000013;
-constexpr uint32_t INTERFACE_FILTER = 0xA8000018;
-constexpr uint32_t FILTER_ID = 0x08000019;
-constexpr uint32_t TARGETS = 0xA800001A;
-}  // namespace key
+namespace key = setting;
 
 constexpr uint32_t FLAG_DEFAULTS = 0x20000000;
 constexpr uint32_t BOOTS_RESTART_UPTIME = 40;

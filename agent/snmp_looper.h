@@ -8,14 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "agent/settings_keys.h"
 #include "platform/looper.h"
 #include "platform/store.h"
 #include "wire/v3info.h"
 
 namespace snmp {
 
-// The agent's program id on the bus; also the value its ready message announces.
-constexpr uint32_t AGENT_PROGRAM = 34;
 constexpr const char* SETTINGS_STORE = "/lumo/store/snmpd";
 // The engine id's fixed prefix: enterprise 47392 with the top bit set, format 4 (text).
 constexpr unsigned char ENGINE_ID_PREFIX[5] = {0x80, 0x00, 0xB9, 0x20, 0x04};

@@ -104,9 +104,6 @@ private:
     uint32_t key_;
 };
 
-constexpr uint32_t SETTING_CONTACT = 0x20000002;
-constexpr uint32_t SETTING_LOCATION = 0x20000003;
-
 }  // namespace
 
 void start_system_module() {
@@ -121,10 +118,10 @@ void start_system_module() {
                       return static_cast<Data*>(t);
                   }));
     addScalarLeaf(system + 4u, new DataStringPacker(&Text::value, TAG_OCTETS),
-                  new SettingProvider(SETTING_CONTACT));
+                  new SettingProvider(setting::CONTACT));
     addScalarLeaf(system + 5u, new DataStringPacker(&SystemInfo::hostName, TAG_OCTETS), info);
     addScalarLeaf(system + 6u, new DataStringPacker(&Text::value, TAG_OCTETS),
-                  new SettingProvider(SETTING_LOCATION));
+                  new SettingProvider(setting::LOCATION));
     addScalarConstNumLeaf(system + 7u, SYS_SERVICES, TAG_INTEGER);
 }
 

@@ -7,37 +7,19 @@
 #include <string>
 #include <vector>
 
+#include "agent/settings_keys.h"
 #include "platform/ipaddr.h"
 #include "platform/message.h"
 
 namespace lumoctl::snmpval {
 
-// The agent's bus address: program 34, handler 0 the settings object, handler 1 the
-// community / user map.
-constexpr uint32_t AGENT_PROGRAM = 34;
-constexpr uint32_t SETTINGS_HANDLER = 0;
-
-// Fields of the settings object (full typed keys).
-namespace setting {
-constexpr uint32_t ENABLED = 0x00000001;
-constexpr uint32_t CONTACT = 0x20000002;
-constexpr uint32_t LOCATION = 0x20000003;
-constexpr uint32_t TRAP_COMMUNITY_NAME = 0x20000004;
-constexpr uint32_t ENGINE_ID = 0x2000000A;
-constexpr uint32_t ENGINE_BOOTS = 0x0800000D;
-constexpr uint32_t TARGET_IPV6 = 0x1800000E;
-constexpr uint32_t TARGET_IPV4 = 0x08000010;  // network order
-constexpr uint32_t TRAP_COMMUNITY_ID = 0x08000011;
-constexpr uint32_t TRAP_VERSION = 0x08000012;
-constexpr uint32_t TRAP_GENERATORS = 0x88000013;
-constexpr uint32_t INTERFACE_FILTER = 0xA8000018;
-constexpr uint32_t FILTER_ID = 0x08000019;
-constexpr uint32_t TARGETS = 0xA800001A;
-}  // namespace setting
+using snmp::AGENT_PROGRAM;
+using snmp::SETTINGS_HANDLER;
+namespace setting = snmp::setting;
 
 constexpr uint32_t START_TRAP = 0x0ABC0001;      // generator id of the start trap
 constexpr uint32_t INTERFACES_GENERATOR = 0;     // link up / down
-constexpr uint32_t NO_COMMUNITY = 0xFFFFFFFF;    // trap community id naming no record
+constexpr uint32_t NO_COMMUNITY = snmp::NO_TRAP_COMMUNITY;
 
 // yes/no, on/off, true/false in any case.
 bool parseSwitch(const std::string& text, bool& out);
