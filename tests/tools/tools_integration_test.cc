@@ -299,7 +299,7 @@ TEST(HostdStart, MalformedFixtureIsOneLineAndExitOne) {
     Result r = run(hostdPath, {"--fixture", dir + "/missing.json"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "lumo-hostd: fixture " + dir + "/missing.json: cannot open\n");
-    EXPECT_EQ(run(hostdPath, {}).status, 2);
+    EXPECT_EQ(run(hostdPath, {"--fixture"}).status, 2);  // no arguments at all is host mode
     fs::remove_all(dir);
 }
 
