@@ -47,8 +47,8 @@ private:
 
     // Unknown members are refused: a misspelt "objetcs" must not silently serve nothing.
     bool only(const json& obj, const std::string& where, std::initializer_list<const char*> names) {
-        for (const auto& [name, value] : obj.items()) {
-            (void)value;
+        for (const auto& item : obj.items()) {
+            const std::string& name = item.key();
             if (std::none_of(names.begin(), names.end(), [&](const char* n) { return name == n; }))
                 return fail(where, "unknown member \"" + name + "\"");
         }
