@@ -20,7 +20,7 @@ namespace {
 using namespace itemkey;
 
 constexpr uint32_t PROGRAM = 5100;
-const Octets ENGINE = test::hex("8000b92004616263");
+const std::string SAME = "community with the same name already exists!";
 
 class CommunityKeepTest : public ::testing::Test {
 protected:
@@ -36,7 +36,6 @@ protected:
         unsetenv("LUMO_ROOT");
         std::filesystem::remove_all(root_);
     }
-
     // A fresh agent side over whatever the store holds.
     void start() {
         keep_ = std::make_unique<CommunityKeep>();
@@ -50,31 +49,23 @@ protected:
         looper_.reset();
         keep_.reset();
     }
-
-    lm::message request(uint32_t command, lm::message m = lm::message()) {
+    // The reply's error text, "" when accepted; a refusal must carry code 0xFE0006.
+    std::string request(uint32_t command, lm::message m, uint32_t* newId = nullptr) {
         m.setDestination({PROGRAM, ID_COMMUNITIES});
         m.setCommand(command);
-        return looper_->deliver(m);
-    }
-    uint32_t add(const std::string& name, lm::message m = lm::message()) {
-        m.setString(NAME, name);
-        lm::message reply = request(lm::cmd::ADD, m);
-        EXPECT_FALSE(lm::isError(reply)) << reply;
-        return reply.getU32(lm::key::OBJECT_ID, 0xFFFFFFFF);
-    }
-    lm::message change(uint32_t id, lm::message m) {
-        m.setU32(lm::key::OBJECT_ID, id);
-        return request(lm::cmd::OBJECT_SET, m);
-    }
-    lm::message remove(uint32_t id) {
-        return request(lm::cmd::REMOVE, lm::message().setU32(lm::key::OBJECT_ID, id));
-    }
-    static void expectRefused(const lm::message& reply, const std::string& text) {
+        const lm::message reply = looper_->deliver(m);
+        if (newId) *newId = reply.getU32(lm::key::OBJECT_ID, 0xFFFFFFFF);
         uint32_t code = 0;
-        std::string got;
-        ASSERT_TRUE(lm::isError(reply, code, got)) << reply;
-        EXPECT_EQ(code, 0xFE0006u);
-        EXPECT_EQ(got, text);
+        std::string text;
+        if (!lm::isError(reply, code, text)) return "";
+        EXPECT_EQ(code, 0xFE0006u) << text;
+        return text;
+    }
+    lm::message object(uint32_t id) { return lm::message().setU32(lm::key::OBJECT_ID, id); }
+    uint32_t add(const std::string& name, lm::message m = lm::message()) {
+        uint32_t id = 0;
+        EXPECT_EQ(request(lm::cmd::ADD, m.setString(NAME, name), &id), "");
+        return id;
     }
 
     std::string root_;
@@ -85,103 +76,64 @@ protected:
 TEST_F(CommunityKeepTest, FreshStoreHoldsExactlyTheDefaultRecord) {
     EXPECT_EQ(communityKeep, keep_.get());
     ASSERT_EQ(keep_->items().size(), 1u);
-    Item* pub = keep_->record(0);
-    ASSERT_NE(pub, nullptr);
-    EXPECT_EQ(pub->name, "public");
-    EXPECT_TRUE(pub->readAccess);
-    EXPECT_FALSE(pub->writeAccess);
-    EXPECT_EQ(pub->securityLevel, 0u);
-    ASSERT_EQ(pub->addresses.size(), 1u);
+    const Item* pub = keep_->record(0);
+    ASSERT_TRUE(pub && pub->name == "public" && pub->addresses.size() == 1);
+    EXPECT_TRUE(pub->readAccess && !pub->writeAccess && pub->securityLevel == 0);
     EXPECT_EQ(pub->addresses[0].str(), "0.0.0.0/0");
     EXPECT_TRUE(keep_->store().has(0)) << "written at once";
-
-    lm::message got = request(lm::cmd::GET, lm::message().setU32(lm::key::OBJECT_ID, 0));
-    EXPECT_TRUE(got.getBool(IS_DEFAULT)) << got;
-    EXPECT_EQ(got.getString(NAME), "public");
 }
 
 TEST_F(CommunityKeepTest, NamesStayUniqueAndTheDefaultStays) {
-    const std::string SAME = "community with the same name already exists!";
-    expectRefused(request(lm::cmd::ADD, lm::message().setString(NAME, "public")), SAME);
-    EXPECT_EQ(keep_->items().size(), 1u);
-
-    uint32_t ops = add("ops");
-    uint32_t upper = add("Public");  // case matters
-    ASSERT_NE(ops, 0xFFFFFFFFu);
-    ASSERT_NE(upper, 0xFFFFFFFFu);
-
-    expectRefused(change(ops, lm::message().setString(NAME, "public")), SAME);
+    const uint32_t ops = add("ops"), upper = add("Public");  // case matters
+    ASSERT_TRUE(ops != 0xFFFFFFFF && upper != 0xFFFFFFFF);
+    const struct { uint32_t command; lm::message req; std::string refusal; } cases[] = {
+        {lm::cmd::ADD, lm::message().setString(NAME, "public"), SAME},
+        {lm::cmd::OBJECT_SET, object(ops).setString(NAME, "public"), SAME},
+        {lm::cmd::OBJECT_SET, object(ops).setString(NAME, "ops").setBool(WRITE_ACCESS, true), ""},
+        {lm::cmd::OBJECT_SET, object(0).setString(NAME, "monitor"), ""},  // may be renamed
+        {lm::cmd::OBJECT_SET, object(upper).setString(NAME, "monitor"), SAME},
+        {lm::cmd::REMOVE, object(0), "can not remove default community"},
+        {lm::cmd::REMOVE, object(upper), ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(request(c.command, c.req), c.refusal) << c.req;
+    ASSERT_TRUE(keep_->record(0) && keep_->record(ops));
     EXPECT_EQ(keep_->record(ops)->name, "ops") << "a refused change leaves the record";
-    EXPECT_FALSE(lm::isError(change(ops, lm::message().setString(NAME, "ops").setBool(
-                                              WRITE_ACCESS, true))))
-        << "keeping its own name is fine";
     EXPECT_TRUE(keep_->record(ops)->writeAccess);
-    EXPECT_FALSE(lm::isError(change(0, lm::message().setString(NAME, "monitor"))))
-        << "the default record may be renamed";
+    EXPECT_EQ(keep_->record(0)->name, "monitor");
+    EXPECT_EQ(keep_->record(upper), nullptr);
+    EXPECT_EQ(keep_->items().size(), 2u);
 
-    expectRefused(remove(0), "can not remove default community");
-    EXPECT_NE(keep_->record(0), nullptr);
-    EXPECT_FALSE(lm::isError(remove(ops)));
-    EXPECT_EQ(keep_->record(ops), nullptr);
-
-    // The hooks called directly, as the object map calls them.
-    Item incoming;
-    incoming.name = "monitor";
-    expectRefused(keep_->doAdd(&incoming), SAME);
-    incoming.name = "fresh";
-    EXPECT_TRUE(keep_->doAdd(&incoming).empty());
-    incoming.name = "Public";
-    expectRefused(keep_->doSet(keep_->record(0), &incoming), SAME);
-    EXPECT_TRUE(keep_->doSet(keep_->record(upper), &incoming).empty());
-}
-
-TEST_F(CommunityKeepTest, FindIsExactAndTakesTheLowestId) {
-    uint32_t a = add("a");
-    add("b");
-    EXPECT_EQ(keep_->find("a"), keep_->record(a));
-    EXPECT_EQ(keep_->find("public"), keep_->record(0));
-    EXPECT_EQ(keep_->find("A"), nullptr);
-    EXPECT_EQ(keep_->find("a "), nullptr);
-    EXPECT_EQ(keep_->find(""), nullptr);
-    EXPECT_EQ(keep_->find(std::string("a\0", 2)), nullptr);
+    EXPECT_EQ(keep_->find("ops"), keep_->record(ops));  // exact names only
+    EXPECT_EQ(keep_->find("monitor"), keep_->record(0));
+    for (const std::string& miss : {std::string("OPS"), std::string("ops\0", 4), std::string()})
+        EXPECT_EQ(keep_->find(miss), nullptr) << miss;
 }
 
 TEST_F(CommunityKeepTest, KeysFollowTheEngineIdAcrossARestart) {
+    const Octets engine = test::hex("8000b92004616263");
     lm::message user;
-    user.setString(AUTH_PASSWORD, "maplesyrup");
-    user.setString(PRIV_PASSWORD, "privsyrup");
-    user.setU32(AUTH_PROTOCOL, 1);
-    user.setU32(SECURITY_LEVEL, 2);
-    uint32_t id = add("v3user", user);
+    user.setString(AUTH_PASSWORD, "maplesyrup").setString(PRIV_PASSWORD, "privsyrup");
+    user.setU32(AUTH_PROTOCOL, 1).setU32(SECURITY_LEVEL, 2);
+    const uint32_t id = add("v3user", user);
     EXPECT_TRUE(keep_->record(id)->authKey.empty()) << "no engine id yet";
 
     stop();
     start();  // the agent restarts over the same store
-    Item* back = keep_->find("v3user");
-    ASSERT_NE(back, nullptr);
-    EXPECT_EQ(back->id, id);
+    Item* back = keep_->record(id);
+    ASSERT_TRUE(back && back->name == "v3user" && back->authPassword == "maplesyrup");
     EXPECT_EQ(back->securityLevel, 2u);
-    EXPECT_EQ(back->authPassword, "maplesyrup");
     EXPECT_TRUE(back->authKey.empty()) << "loading derives nothing";
-    EXPECT_FALSE(engineReady());
-
-    keep_->setEngineId(ENGINE);
-    EXPECT_TRUE(engineReady());
-    Octets localised = aKeyToBKey(passwordToAKey("maplesyrup", 1u), ENGINE, 1u);
-    EXPECT_EQ(back->authKey, bKeyToDKey(localised));
-    EXPECT_EQ(back->privKey, aKeyToBKey(passwordToAKey("privsyrup", 1u), ENGINE, 1u));
-    EXPECT_EQ(keep_->record(0)->authKey.size(), PAD_BLOCK_SIZE);
-
-    // From now on a change over the bus derives the new keys at once.
-    ASSERT_FALSE(lm::isError(change(id, lm::message().setString(AUTH_PASSWORD, "other"))));
-    back = keep_->record(id);
-    EXPECT_EQ(back->authKey,
-              bKeyToDKey(aKeyToBKey(passwordToAKey("other", 1u), ENGINE, 1u)));
-}
-
-TEST_F(CommunityKeepTest, EmptyEngineIdDerivesNothing) {
     keep_->setEngineId({});
-    EXPECT_TRUE(keep_->record(0)->authKey.empty());
+    EXPECT_TRUE(back->authKey.empty()) << "an empty engine id derives nothing";
+
+    keep_->setEngineId(engine);
+    EXPECT_TRUE(engineReady());
+    EXPECT_EQ(back->authKey, bKeyToDKey(aKeyToBKey(passwordToAKey("maplesyrup", 1u), engine, 1u)));
+    EXPECT_EQ(keep_->record(0)->authKey.size(), PAD_BLOCK_SIZE) << "every record";
+    // From now on a change over the bus derives the new keys at once.
+    ASSERT_EQ(request(lm::cmd::OBJECT_SET, object(id).setString(AUTH_PASSWORD, "other")), "");
+    EXPECT_EQ(keep_->record(id)->authKey,
+              bKeyToDKey(aKeyToBKey(passwordToAKey("other", 1u), engine, 1u)));
 }
 
 }  // namespace
