@@ -25,7 +25,8 @@ TEST(Sysinfo, GetReadsThisHost) {
     utsname u{};
     ASSERT_EQ(uname(&u), 0);
     const std::string description = reply.getString(sysinfo::DESCRIPTION);
-    EXPECT_EQ(description.rfind(std::string(u.sysname) + " " + u.release + " ", 0), 0u) << description;
+    EXPECT_EQ(description.rfind(std::string(u.sysname) + " " + u.release + " ", 0), 0u)
+        << description;
     EXPECT_EQ(reply.getString(sysinfo::OS_NAME), u.sysname);
     EXPECT_EQ(reply.getString(sysinfo::OS_RELEASE), u.release);
     EXPECT_EQ(reply.getString(sysinfo::MACHINE), u.machine);
@@ -46,13 +47,15 @@ TEST(Sysinfo, AbsentReadingsAreAbsentFields) {
     const lm::message reply = hostd::sysinfoReply(partial);
     EXPECT_EQ(reply.getString(sysinfo::HOST_NAME), "edge-1");
     EXPECT_TRUE(reply.hasU32(sysinfo::CPU_COUNT));
-    for (uint32_t key : {sysinfo::DESCRIPTION, sysinfo::OS_NAME, sysinfo::OS_RELEASE, sysinfo::MACHINE, sysinfo::UPTIME})
+    for (uint32_t key : {sysinfo::DESCRIPTION, sysinfo::OS_NAME, sysinfo::OS_RELEASE,
+                         sysinfo::MACHINE, sysinfo::UPTIME})
         EXPECT_FALSE(reply.has(key)) << std::hex << key;
 }
 
 TEST(Sysinfo, DescriptionJoinsKernelFieldsWithSpaces) {
     hostd::SystemReadings r;
-    r.kernel = hostd::SystemReadings::Kernel{"Linux", "6.1.0-18-amd64", "#1 SMP PREEMPT_DYNAMIC Debian", "x86_64"};
+    r.kernel = hostd::SystemReadings::Kernel{"Linux", "6.1.0-18-amd64",
+                                             "#1 SMP PREEMPT_DYNAMIC Debian", "x86_64"};
     EXPECT_EQ(hostd::sysinfoReply(r).getString(sysinfo::DESCRIPTION),
               "Linux 6.1.0-18-amd64 #1 SMP PREEMPT_DYNAMIC Debian x86_64");
 }
@@ -66,8 +69,10 @@ TEST(Sysinfo, OnlyAPlainGetIsServed) {
     lm::message withId = request(lm::cmd::GET);
     withId.setU32(lm::key::OBJECT_ID, 1);
     const Case cases[] = {
-        {request(lm::cmd::GET_ALL), lm::err::BAD_REQUEST}, {request(lm::cmd::COUNT), lm::err::BAD_REQUEST},
-        {request(lm::cmd::SET), lm::err::BAD_REQUEST},     {request(0x123456), lm::err::BAD_REQUEST},
+        {request(lm::cmd::GET_ALL), lm::err::BAD_REQUEST},
+        {request(lm::cmd::COUNT), lm::err::BAD_REQUEST},
+        {request(lm::cmd::SET), lm::err::BAD_REQUEST},
+        {request(0x123456), lm::err::BAD_REQUEST},
         {withId, lm::err::NO_OBJECT},
     };
     for (const Case& c : cases) {

@@ -11,7 +11,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -163,10 +162,9 @@ int fixtureMode(const std::string& file) {
 }
 
 int hostMode() {
-    std::vector<uint32_t> programs;
-    for (const HostProgram& p : HOST_PROGRAMS)
-        if (std::find(programs.begin(), programs.end(), p.program) == programs.end()) programs.push_back(p.program);
-    return serveAll(programs, serveHostProgram);
+    std::set<uint32_t> programs;  // a program may hold several services
+    for (const HostProgram& p : HOST_PROGRAMS) programs.insert(p.program);
+    return serveAll({programs.begin(), programs.end()}, serveHostProgram);
 }
 
 }  // namespace

@@ -16,11 +16,13 @@ namespace sysinfo = lm::service::sysinfo;
 SystemReadings readSystem() {
     SystemReadings r;
     utsname u{};
-    if (uname(&u) == 0) r.kernel = SystemReadings::Kernel{u.sysname, u.release, u.version, u.machine};
+    if (uname(&u) == 0)
+        r.kernel = SystemReadings::Kernel{u.sysname, u.release, u.version, u.machine};
 
     // gethostname need not terminate a name that fills the buffer; one spare byte does.
     char name[HOST_NAME_MAX + 2] = {};
-    if (gethostname(name, HOST_NAME_MAX + 1) == 0 && name[0] != '\0') r.hostName = std::string(name);
+    if (gethostname(name, HOST_NAME_MAX + 1) == 0 && name[0] != '\0')
+        r.hostName = std::string(name);
 
     const long cpus = sysconf(_SC_NPROCESSORS_ONLN);
     if (cpus > 0) r.cpuCount = uint32_t(cpus);
@@ -36,7 +38,8 @@ lm::message sysinfoReply(const SystemReadings& r) {
     lm::message m;
     if (r.kernel) {
         const auto& k = *r.kernel;
-        m.setString(sysinfo::DESCRIPTION, k.sysname + " " + k.release + " " + k.version + " " + k.machine);
+        m.setString(sysinfo::DESCRIPTION,
+                    k.sysname + " " + k.release + " " + k.version + " " + k.machine);
         m.setString(sysinfo::OS_NAME, k.sysname);
         m.setString(sysinfo::OS_RELEASE, k.release);
         m.setString(sysinfo::MACHINE, k.machine);
@@ -51,9 +54,10 @@ lm::message SysinfoService::handle(const lm::message& request) {
     const uint32_t command = request.command();
     if (command != lm::cmd::GET) {
         char text[120];
-        std::snprintf(text, sizeof text,
-                      "command 0x%06X: system information is a single object and answers get (0xFE000D) only",
-                      unsigned(command));
+        std::snprintf(
+            text, sizeof text,
+            "command 0x%06X: system information is a single object and answers get (0xFE000D) only",
+            unsigned(command));
         return lm::errorMsg(text, lm::err::BAD_REQUEST);
     }
     // A get naming an object asks for a list entry; this service has no list.
