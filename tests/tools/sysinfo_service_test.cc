@@ -24,9 +24,8 @@ TEST(Sysinfo, GetReadsThisHost) {
 
     utsname u{};
     ASSERT_EQ(uname(&u), 0);
-    const std::string description = reply.getString(sysinfo::DESCRIPTION);
-    EXPECT_EQ(description.rfind(std::string(u.sysname) + " " + u.release + " ", 0), 0u)
-        << description;
+    EXPECT_EQ(reply.getString(sysinfo::DESCRIPTION),
+              std::string(u.sysname) + " " + u.release + " " + u.version + " " + u.machine);
     EXPECT_EQ(reply.getString(sysinfo::OS_NAME), u.sysname);
     EXPECT_EQ(reply.getString(sysinfo::OS_RELEASE), u.release);
     EXPECT_EQ(reply.getString(sysinfo::MACHINE), u.machine);
@@ -50,14 +49,6 @@ TEST(Sysinfo, AbsentReadingsAreAbsentFields) {
     for (uint32_t key : {sysinfo::DESCRIPTION, sysinfo::OS_NAME, sysinfo::OS_RELEASE,
                          sysinfo::MACHINE, sysinfo::UPTIME})
         EXPECT_FALSE(reply.has(key)) << std::hex << key;
-}
-
-TEST(Sysinfo, DescriptionJoinsKernelFieldsWithSpaces) {
-    hostd::SystemReadings r;
-    r.kernel = hostd::SystemReadings::Kernel{"Linux", "6.1.0-18-amd64",
-                                             "#1 SMP PREEMPT_DYNAMIC Debian", "x86_64"};
-    EXPECT_EQ(hostd::sysinfoReply(r).getString(sysinfo::DESCRIPTION),
-              "Linux 6.1.0-18-amd64 #1 SMP PREEMPT_DYNAMIC Debian x86_64");
 }
 
 TEST(Sysinfo, OnlyAPlainGetIsServed) {
