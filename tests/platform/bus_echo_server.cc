@@ -1,6 +1,6 @@
 // A bus program for the multi-process tests: bus_echo_server <program> [subscribe <program>]
 // Prints "ready" once listening (and subscribed), and "notified <sender...> to <dest...>" for
-// every notification it receives. Commands: see bus_test_commands.h.
+// every notification it receives. Commands: see test_helpers.h.
 #include <unistd.h>
 
 #include <cstdio>
@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/looper.h"
-#include "tests/platform/bus_test_commands.h"
+#include "tests/platform/test_helpers.h"
 
 namespace {
 

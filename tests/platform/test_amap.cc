@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "platform/amap.h"
-#include "tests/platform/temp_root.h"
+#include "tests/platform/test_helpers.h"
 
 namespace lm {
 namespace {
@@ -103,11 +103,7 @@ TEST_F(MapOverBus, AddGetSetRemove) {
     EXPECT_EQ(call(cmd::GET, withId(0)).getString(NAME), "a2");
 
     EXPECT_FALSE(isError(call(cmd::REMOVE, withId(5))));
-    struct Case {
-        uint32_t command;
-        message req;
-        uint32_t code;
-    };
+    struct Case { uint32_t command; message req; uint32_t code; };
     const Case failures[] = {
         {cmd::GET, withId(5), err::NO_OBJECT},
         {cmd::REMOVE, withId(5), err::NO_OBJECT},
@@ -159,11 +155,7 @@ TEST_F(MapOverBus, RefusedChangesLeaveMemoryAndStoreAsTheyWere) {
     call(cmd::ADD, thing("one", 1));
     std::string before = storeBytes();
     ASSERT_FALSE(before.empty());
-    struct Case {
-        uint32_t command;
-        message req;
-        const char* text;
-    };
+    struct Case { uint32_t command; message req; const char* text; };
     const Case refusals[] = {
         {cmd::ADD, thing("forbidden", 5), "name not allowed"},
         {cmd::OBJECT_SET, withId(1, thing("forbidden", 6)), "name not allowed"},

@@ -6,9 +6,7 @@
 #include <thread>
 
 #include "platform/looper.h"
-#include "tests/platform/bus_test_commands.h"
-#include "tests/platform/child_program.h"
-#include "tests/platform/temp_root.h"
+#include "tests/platform/test_helpers.h"
 
 namespace lm::test {
 namespace {

@@ -20,11 +20,7 @@ IPPrefix6 prefix(const char* text) {
 }
 
 TEST(IPAddr6, ParseAndText) {
-    const struct {
-        const char* in;
-        const char* out;
-        bool v4;
-    } cases[] = {
+    const struct { const char* in; const char* out; bool v4; } cases[] = {
         {"192.0.2.1", "192.0.2.1", true},
         {"::ffff:10.1.2.3", "10.1.2.3", true},
         {"::1", "::1", false},
@@ -73,11 +69,7 @@ TEST(IPAddr6, IPv4AndSockaddr) {
 }
 
 TEST(IPPrefix6, ParseTextAndMasks) {
-    const struct {
-        const char* in;
-        uint32_t len;
-        const char* out;
-    } cases[] = {
+    const struct { const char* in; uint32_t len; const char* out; } cases[] = {
         {"10.0.0.0/8", 104, "10.0.0.0/8"},
         {"10.0.0.0/255.255.0.0", 112, "10.0.0.0/16"},
         {"10.0.0.1", 128, "10.0.0.1/32"},
@@ -110,25 +102,16 @@ TEST(IPPrefix6, ParseTextAndMasks) {
 }
 
 TEST(IPPrefix6, Has) {
-    const struct {
-        const char* prefix;
-        const char* addr;
-        bool in;
-    } cases[] = {
-        {"10.0.0.0/8", "10.255.0.1", true},
-        {"10.0.0.0/8", "11.0.0.1", false},
-        {"192.168.1.128/25", "192.168.1.200", true},
-        {"192.168.1.128/25", "192.168.1.127", false},
+    const struct { const char* prefix; const char* addr; bool in; } cases[] = {
+        {"10.0.0.0/8", "10.255.0.1", true},           {"10.0.0.0/8", "11.0.0.1", false},
+        {"192.168.1.128/25", "192.168.1.200", true},  {"192.168.1.128/25", "192.168.1.127", false},
         {"10.1.2.3/8", "10.9.9.9", true},  // host bits of the prefix are ignored
         {"0.0.0.0/0", "203.0.113.9", true},
         {"0.0.0.0/0", "::1", false},  // an IPv4 prefix never holds a native IPv6 address
         {"0.0.0.0/0", "2001:db8::1", false},
-        {"1.2.3.4", "1.2.3.4", true},
-        {"1.2.3.4", "1.2.3.5", false},
-        {"::/0", "10.0.0.1", true},
-        {"::/0", "::1", true},
-        {"2001:db8::/33", "2001:db8:7fff::1", true},
-        {"2001:db8::/33", "2001:db8:8000::1", false},
+        {"1.2.3.4", "1.2.3.4", true},                 {"1.2.3.4", "1.2.3.5", false},
+        {"::/0", "10.0.0.1", true},                   {"::/0", "::1", true},
+        {"2001:db8::/33", "2001:db8:7fff::1", true},  {"2001:db8::/33", "2001:db8:8000::1", false},
     };
     for (const auto& c : cases)
         EXPECT_EQ(prefix(c.prefix).has(addr(c.addr)), c.in) << c.prefix << " has " << c.addr;

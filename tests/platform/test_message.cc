@@ -42,13 +42,10 @@ TEST(Message, ArraysNestedAndBorrowedReaders) {
     ASSERT_TRUE(IPAddr6::parse("2001:db8::1", a));
     m.setIP6(9, a);
 
-    ASSERT_NE(m.findU32Array(5), nullptr);
+    ASSERT_TRUE(m.findU32Array(5) && m.findMsgArray(6) && m.findMsg(7) && m.findRaw(8));
     EXPECT_EQ(*m.findU32Array(5), (std::vector<uint32_t>{10, 11}));
-    ASSERT_NE(m.findMsgArray(6), nullptr);
-    EXPECT_EQ(m.findMsgArray(6)->size(), 2u);
     m.findMsgArray(6)->at(1).setU32(2, 2);
     EXPECT_EQ(m.findMsgArray(6)->at(1).getU32(2), 2u);
-    ASSERT_NE(m.findMsg(7), nullptr);
     EXPECT_EQ(*m.findMsg(7), inner);
     EXPECT_EQ(m.findMsg(6), nullptr);  // a message array is not a nested message
     EXPECT_EQ(*m.findRaw(8), (bytes{1, 2}));
@@ -77,26 +74,15 @@ TEST(Message, EqualityIgnoresOrderButNotTypesOrValues) {
     EXPECT_NE(big1, big2);
 }
 
-TEST(Message, HeaderAndErrorHelpers) {
-    message m;
-    m.setCommand(cmd::GET_ALL);
-    m.setDestination({20, 0});
-    EXPECT_EQ(m.command(), cmd::GET_ALL);
-    EXPECT_TRUE(m.has(key::COMMAND));
-    EXPECT_EQ(m.destination(), (Path{20, 0}));
-    EXPECT_TRUE(m.sender().empty());
-    EXPECT_FALSE(isError(m));
-    EXPECT_EQ(getErrorCode(m), 0u);
-
-    message e = errorMsg("no such interface", err::NO_OBJECT);
+TEST(Message, ErrorHelpers) {
     uint32_t code = 0;
     std::string text;
-    ASSERT_TRUE(isError(e, code, text));
+    ASSERT_TRUE(isError(errorMsg("no such interface", err::NO_OBJECT), code, text));
     EXPECT_EQ(code, err::NO_OBJECT);
     EXPECT_EQ(text, "no such interface");
-    EXPECT_EQ(getError(e), "no such interface");
     EXPECT_EQ(getErrorCode(errorMsg("refused")), err::REFUSED);
     EXPECT_EQ(getErrorCode(failedMsg("boom")), err::FAILED);
+    EXPECT_FALSE(isError(message().setU32(key::OBJECT_ID, 1)));
 }
 
 TEST(Message, DumpFormat) {
@@ -134,9 +120,6 @@ TEST(Message, DumpFormat) {
     std::ostringstream os;
     m.dump(os, "> ");
     EXPECT_EQ(os.str().substr(0, 21), "> 0x08FE0001 u32 = 7\n");
-    std::ostringstream os2;
-    os2 << m;
-    EXPECT_EQ(os2.str(), expected);
 }
 
 }  // namespace

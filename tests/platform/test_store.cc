@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "platform/store.h"
-#include "tests/platform/temp_root.h"
+#include "tests/platform/test_helpers.h"
 
 namespace lm {
 namespace {
@@ -157,11 +157,7 @@ TEST(Store, FileLayoutAndRecordChecks) {
         a.insert(a.end(), b.begin(), b.end());
         return a;
     };
-    const struct {
-        const char* name;
-        bytes data;
-        const char* reason;
-    } cases[] = {
+    const struct { const char* name; bytes data; const char* reason; } cases[] = {
         {"bad message", storeFile(1, recordBytes(1, {9})), "record 1: message: unsupported version"},
         {"out of order", storeFile(2, join(two, one)), "out of order"},
         {"duplicate number", storeFile(2, join(one, one)), "out of order"},
@@ -196,22 +192,14 @@ TEST(Allocator, LowestFreeAndRequests) {
     Allocator a(1, 5);
     EXPECT_EQ(a.alloc(), 1u);
     EXPECT_TRUE(a.request(3));
-    EXPECT_FALSE(a.request(3));
-    EXPECT_FALSE(a.request(0));
-    EXPECT_FALSE(a.request(6));
-    EXPECT_EQ(a.alloc(), 2u);
-    EXPECT_EQ(a.alloc(), 4u);
-    EXPECT_EQ(a.alloc(), 5u);
-    EXPECT_EQ(a.alloc(), 0xFFFFFFFFu);
+    EXPECT_FALSE(a.request(3) || a.request(0) || a.request(6));  // taken, out of range
+    for (uint32_t want : {2u, 4u, 5u, 0xFFFFFFFFu}) EXPECT_EQ(a.alloc(), want);
     a.free(2);
-    EXPECT_FALSE(a.used(2));
-    EXPECT_TRUE(a.used(3));
+    EXPECT_TRUE(!a.used(2) && a.used(3));
     EXPECT_EQ(a.alloc(), 2u);
 
     Allocator top(0xFFFFFFFD);  // near the end of the range: no wrap-around
-    EXPECT_EQ(top.alloc(), 0xFFFFFFFDu);
-    EXPECT_EQ(top.alloc(), 0xFFFFFFFEu);
-    EXPECT_EQ(top.alloc(), 0xFFFFFFFFu);
+    for (uint32_t want : {0xFFFFFFFDu, 0xFFFFFFFEu, 0xFFFFFFFFu}) EXPECT_EQ(top.alloc(), want);
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <random>
 
 #include "platform/store.h"
-#include "tests/platform/temp_root.h"
+#include "tests/platform/test_helpers.h"
 
 namespace lm {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "platform/log.h"
 #include "platform/util.h"
-#include "tests/platform/temp_root.h"
+#include "tests/platform/test_helpers.h"
 
 namespace lm {
 namespace {

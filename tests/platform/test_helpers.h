@@ -1,4 +1,5 @@
-// Runs bus_echo_server as a child process with its stdout on a pipe and its stderr in a file.
+// Shared by the platform tests: a fresh LUMO_ROOT per test, the bus_echo_server child
+// program, and the commands and fields it understands.
 #pragma once
 
 #include <fcntl.h>
@@ -7,6 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -17,6 +21,37 @@
 
 namespace lm::test {
 
+constexpr uint32_t ECHO = 0x7000;     // reply {VALUE} with the request's VALUE
+constexpr uint32_t SLEEP = 0x7001;    // sleep VALUE ms, then reply with the request
+constexpr uint32_t BIG = 0x7002;      // reply with VALUE objects under key::OBJECTS
+constexpr uint32_t PUBLISH = 0x7003;  // publish NOTE {OBJECT_ID = VALUE} from PUBLISHER
+constexpr uint32_t NOTE = 0x7004;     // the notification number used by the tests
+constexpr uint32_t VALUE = 0x08000101;
+constexpr uint32_t NAME = 0x20000102;
+constexpr uint32_t PUBLISHER = 5;  // handler id of the publishing handler
+
+// A fresh LUMO_ROOT, removed afterwards.
+class TempRoot {
+public:
+    TempRoot() {
+        std::string tmpl = (std::filesystem::temp_directory_path() / "lumo-test-XXXXXX").string();
+        if (!mkdtemp(tmpl.data())) abort();
+        path_ = tmpl;
+        setenv("LUMO_ROOT", path_.c_str(), 1);
+    }
+    ~TempRoot() {
+        unsetenv("LUMO_ROOT");
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+#ifdef BUS_ECHO_SERVER  // the path of the program, given to the tests that start it
+// Runs bus_echo_server as a child process with its stdout on a pipe and its stderr in a file.
 class ChildProgram {
 public:
     // Starts the server for program id with extra arguments; LUMO_ROOT is inherited.
@@ -107,5 +142,6 @@ private:
     std::string errFile_;
     std::string buffered_;
 };
+#endif
 
 }  // namespace lm::test
