@@ -38,6 +38,8 @@ enum KeyType : uint32_t {
 constexpr uint32_t keyOf(uint32_t type, uint32_t field) { return type | (field & FIELD_MASK); }
 constexpr uint32_t typeOf(uint32_t key) { return key & TYPE_MASK; }
 constexpr uint32_t fieldOf(uint32_t key) { return key & FIELD_MASK; }
+// "bool", "u32", "msg[]" ... for a key's type bits; "?" for bits no type uses.
+const char* keyTypeName(uint32_t type);
 
 // Limits applied by the decoder to untrusted bytes.
 constexpr size_t MAX_ENCODED_SIZE = 64u << 20;  // one message, all nesting included

@@ -8,12 +8,8 @@
 
 namespace lm {
 
-namespace {
-
-using Field = message::Field;
-
-const char* typeName(uint32_t key) {
-    switch (typeOf(key)) {
+const char* keyTypeName(uint32_t type) {
+    switch (type) {
     case KT_BOOL: return "bool";
     case KT_U32: return "u32";
     case KT_U64: return "u64";
@@ -27,6 +23,10 @@ const char* typeName(uint32_t key) {
     default: return "?";
     }
 }
+
+namespace {
+
+using Field = message::Field;
 
 void quoted(std::ostream& os, const std::string& s) {
     os << '"';
@@ -68,7 +68,7 @@ void hexOf(std::ostream& os, const bytes& r) {
 void dumpField(std::ostream& os, const Field& f, const std::string& prefix) {
     char key[16];
     snprintf(key, sizeof key, "0x%08X", f.key);
-    os << prefix << key << ' ' << typeName(f.key);
+    os << prefix << key << ' ' << keyTypeName(typeOf(f.key));
     const std::string inner = prefix + "  ";
     switch (typeOf(f.key)) {
     case KT_BOOL: os << " = " << (std::get<bool>(f.value) ? "true" : "false") << '\n'; break;

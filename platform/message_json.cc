@@ -313,20 +313,4 @@ bool parseKey(const std::string& text, uint32_t& key, std::string* error) {
     return true;
 }
 
-const char* keyTypeName(uint32_t type) {
-    switch (type) {
-    case KT_BOOL: return "bool";
-    case KT_U32: return "u32";
-    case KT_U64: return "u64";
-    case KT_IP6: return "ip6";
-    case KT_STRING: return "string";
-    case KT_MSG: return "msg";
-    case KT_RAW: return "raw";
-    case KT_U32_ARRAY: return "u32[]";
-    case KT_STRING_ARRAY: return "string[]";
-    case KT_MSG_ARRAY: return "msg[]";
-    default: return "?";
-    }
-}
-
 }  // namespace lm

@@ -34,7 +34,5 @@ std::string keyText(uint32_t key);
 bool parseKey(const std::string& text, uint32_t& key, std::string* error = nullptr);
 // An unsigned number in decimal or "0x" hex, no sign, no spaces, at most max.
 bool parseUnsigned(const std::string& text, uint64_t max, uint64_t& out);
-// The type's short name as dumps print it ("u32", "msg[]"); "?" for unknown type bits.
-const char* keyTypeName(uint32_t type);
 
 }  // namespace lm
