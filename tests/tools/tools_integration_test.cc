@@ -1,6 +1,5 @@
 // lumo-hostd and lumoctl as real processes on a real bus in a temporary LUMO_ROOT.
-// Run as: test_tools_integration --lumoctl PATH --hostd PATH
-#include <poll.h>
+// Run as: test_tools_integration LUMOCTL HOSTD
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,7 +15,6 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/looper.h"
-#include "tools/hostd/control.h"
 
 namespace {
 
@@ -31,47 +29,34 @@ struct Result {
     json js() const { return json::parse(out); }
 };
 
-// Runs a program to its end, collecting both output streams.
+std::string readAll(FILE* f) {
+    std::string text;
+    rewind(f);
+    for (int c; (c = fgetc(f)) != EOF;) text.push_back(char(c));
+    fclose(f);
+    return text;
+}
+
+// Runs a program to its end, its output streams in unnamed temporary files.
 Result run(const std::string& program, const std::vector<std::string>& args) {
-    int outPipe[2], errPipe[2];
-    EXPECT_EQ(pipe(outPipe), 0);
-    EXPECT_EQ(pipe(errPipe), 0);
+    FILE* out = tmpfile();
+    FILE* err = tmpfile();
     pid_t pid = fork();
     if (pid == 0) {
-        dup2(outPipe[1], 1);
-        dup2(errPipe[1], 2);
-        close(outPipe[0]);
-        close(errPipe[0]);
+        dup2(fileno(out), 1);
+        dup2(fileno(err), 2);
         std::vector<char*> argv{const_cast<char*>(program.c_str())};
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
         execv(program.c_str(), argv.data());
         _exit(127);
     }
-    close(outPipe[1]);
-    close(errPipe[1]);
-    Result r;
-    pollfd fds[2] = {{outPipe[0], POLLIN, 0}, {errPipe[0], POLLIN, 0}};
-    std::string* sinks[2] = {&r.out, &r.err};
-    int open = 2;
-    while (open > 0) {
-        if (poll(fds, 2, -1) < 0) break;
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].fd < 0 || !fds[i].revents) continue;
-            char buf[4096];
-            ssize_t n = read(fds[i].fd, buf, sizeof buf);
-            if (n > 0) {
-                sinks[i]->append(buf, size_t(n));
-            } else {
-                close(fds[i].fd);
-                fds[i].fd = -1;
-                --open;
-            }
-        }
-    }
     int ws = 0;
     waitpid(pid, &ws, 0);
+    Result r;
     r.status = WIFEXITED(ws) ? WEXITSTATUS(ws) : 128 + WTERMSIG(ws);
+    r.out = readAll(out);
+    r.err = readAll(err);
     return r;
 }
 
@@ -158,16 +143,9 @@ TEST_F(ToolsIntegration, CountGetAndSet) {
     EXPECT_EQ(r.js()["0x20010006"], "eth17");
     EXPECT_FALSE(r.js().contains("0x08FF0003"));  // transport fields are not shown
 
-    r = ctl({"call", "20/0", "set", "0x08FE0001=17", "0x20010006=uplink", "0x00010010=yes"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(ctl({"call", "20/0", "set", "0x08FE0001=17", "0x20010006=uplink"}).status, 0);
     r = ctl({"--json", "call", "20/0", "get", "0x08FE0001=17"});
     EXPECT_EQ(r.js()["0x20010006"], "uplink");
-    EXPECT_EQ(r.js()["0x00010010"], true);
-
-    // the readable dump
-    r = ctl({"call", "24/14", "get"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("0x08000001"), std::string::npos) << r.out;
 
     // request fields from standard input through --input
     std::ofstream(root_ + "/input.json") << R"({"0x08FE0001": 18})";
@@ -176,29 +154,22 @@ TEST_F(ToolsIntegration, CountGetAndSet) {
     EXPECT_EQ(r.js()["0x20010006"], "eth18");
 }
 
-TEST_F(ToolsIntegration, ErrorRepliesExitOne) {
-    Result r = ctl({"call", "20/0", "get", "0x08FE0001=999"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err.rfind("error 0xFE0004: ", 0), 0u) << r.err;
-
-    r = ctl({"call", "31/0", "get"});  // nobody listens on program 31
+TEST_F(ToolsIntegration, ErrorRepliesExitOneAndSwitches) {
+    Result r = ctl({"call", "31/0", "get"});  // nobody listens on program 31
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err.rfind("error 0xFE000D: ", 0), 0u) << r.err;
 
     // The error switch, flipped at run time through the control handler.
-    r = ctl({"call", "20/99", "0x990001", "0x08990001=0", "0x08990002=0xFE0006", "0x20990003=refused on purpose"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(ctl({"call", "20/99", "0x990001", "0x08990001=0", "0x08990002=0xFE0006",
+                   "0x20990003=refused on purpose"}).status, 0);
     r = ctl({"call", "20/0", "count"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "error 0xFE0006: refused on purpose\n");
-    r = ctl({"call", "20/99", "0x990001", "0x08990001=0"});  // no code: cleared
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(ctl({"call", "20/99", "0x990001", "0x08990001=0"}).status, 0);  // no code: cleared
     EXPECT_EQ(ctl({"call", "20/0", "count"}).status, 0);
-}
 
-TEST_F(ToolsIntegration, DelaySwitchMakesCallersTimeOut) {
-    Result r = ctl({"call", "24/99", "0x990002", "0x08990004=1500"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    // The delay switch makes callers time out.
+    ASSERT_EQ(ctl({"call", "24/99", "0x990002", "0x08990004=1500"}).status, 0);
     r = ctl({"--timeout", "100", "call", "24/14", "get"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err.rfind("error 0xFE0021: ", 0), 0u) << r.err;
@@ -209,15 +180,10 @@ TEST_F(ToolsIntegration, DelaySwitchMakesCallersTimeOut) {
 
 TEST_F(ToolsIntegration, UsageErrorsExitTwo) {
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-             {},
-             {"call"},
              {"call", "20/0"},
-             {"call", "20/x", "get"},
              {"call", "20/0", "fetch"},
-             {"call", "20/0", "get", "0xFE0001=3"},
              {"--timeout", "0", "call", "20/0", "get"},
              {"--input", "/nonexistent.json", "call", "20/0", "get"},
-             {"--bogus", "call", "20/0", "get"},
              {"snmp"},
          }) {
         Result r = ctl(args);
@@ -249,28 +215,23 @@ TEST_F(ToolsIntegration, PublishOnRequest) {
     probe.setCommand(lm::cmd::COUNT);
     ASSERT_FALSE(lm::isError(looper.exchangeMessage(probe, 2000)));
 
-    Result r = ctl({"call", "20/99", "0x990003", "0x20990005=link-down"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    r = ctl({"call", "20/99", "0x990003", "0x08990006=0x10004", "0x28990007={\"0x08FE0001\": 8}"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(ctl({"call", "20/99", "0x990003", "0x20990005=link-down"}).status, 0);
+    ASSERT_EQ(ctl({"call", "20/99", "0x990003", "0x08990006=0x10004",
+                   "0x28990007={\"0x08FE0001\": 8}"}).status, 0);
     for (int i = 0; i < 200 && sub.got.size() < 2; ++i) looper.runOnce(50);
     ASSERT_EQ(sub.got.size(), 2u);
     EXPECT_EQ(sub.got[0].sender(), (lm::Path{20, 0}));
     EXPECT_EQ(sub.got[0].getU32(lm::key::OBJECT_ID), 7u);
     EXPECT_EQ(sub.got[1].getU32(lm::key::OBJECT_ID), 8u);
-
-    r = ctl({"call", "20/99", "0x990003", "0x20990005=nope"});
-    EXPECT_EQ(r.status, 1);
 }
 
 TEST_F(ToolsIntegration, ReloadKeepsOldDataOnError) {
     writeFixture(5);
-    Result r = ctl({"call", "20/99", "0x990004"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(ctl({"call", "20/99", "0x990004"}).status, 0);
     EXPECT_EQ(ctl({"--json", "call", "20/0", "count"}).js()["0x08FE0014"], 5);
 
     std::ofstream(fixture_) << R"({"services": [{"path": [20, 0], "objects": [{"0x08FE0001": "one"}]}]})";
-    r = ctl({"call", "20/99", "0x990004"});
+    Result r = ctl({"call", "20/99", "0x990004"});
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("fixture " + fixture_ + ": services[0].objects[0]"), std::string::npos) << r.err;
     EXPECT_EQ(ctl({"--json", "call", "20/0", "count"}).js()["0x08FE0014"], 5);
@@ -285,7 +246,6 @@ TEST(HostdStart, MalformedFixtureIsOneLineAndExitOne) {
     const std::pair<const char*, const char*> cases[] = {
         {"{\"services\": [", "not valid JSON"},
         {"{\"services\": [{\"path\": [20], \"objects\": [{\"0x08FE0001\": -1}]}]}", "out of range"},
-        {"{\"services\": [{\"path\": [20, 99]}]}", "control handler"},
     };
     for (const auto& [text, reason] : cases) {
         std::string file = dir + "/bad.json";
@@ -307,13 +267,11 @@ TEST(HostdStart, MalformedFixtureIsOneLineAndExitOne) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    for (int i = 1; i + 1 < argc; ++i) {
-        if (std::string(argv[i]) == "--lumoctl") lumoctlPath = argv[i + 1];
-        if (std::string(argv[i]) == "--hostd") hostdPath = argv[i + 1];
-    }
-    if (lumoctlPath.empty() || hostdPath.empty()) {
-        std::cerr << "usage: test_tools_integration --lumoctl PATH --hostd PATH\n";
+    if (argc != 3) {
+        std::cerr << "usage: test_tools_integration LUMOCTL HOSTD\n";
         return 2;
     }
+    lumoctlPath = argv[1];
+    hostdPath = argv[2];
     return RUN_ALL_TESTS();
 }
