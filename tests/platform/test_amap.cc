@@ -1,9 +1,6 @@
 // AMap over a real store, driven through the in-memory bus as a client would.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "platform/amap.h"
 #include "tests/platform/test_helpers.h"
 
@@ -63,21 +60,10 @@ struct MapOverBus : ::testing::Test {
         return client.exchangeMessage(req, 1000);
     }
     message thing(const std::string& name, uint32_t value) {
-        message m;
-        m.setString(NAME, name);
-        m.setU32(VALUE, value);
-        return m;
+        return message().setString(NAME, name).setU32(VALUE, value);
     }
-    message withId(uint32_t id, message m = {}) {
-        m.setU32(key::OBJECT_ID, id);
-        return m;
-    }
-    std::string storeBytes() {
-        std::ifstream in(things->store().filePath(), std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
+    message withId(uint32_t id, message m = {}) { return m.setU32(key::OBJECT_ID, id); }
+    std::string storeBytes() { return test::readFile(things->store().filePath()); }
 
     test::TempRoot root;
     Looper client;
@@ -85,22 +71,19 @@ struct MapOverBus : ::testing::Test {
     std::unique_ptr<Things> things;
 };
 
-TEST_F(MapOverBus, AddGetSetRemove) {
+TEST_F(MapOverBus, AddGetSetRemoveAndRefusals) {
     EXPECT_EQ(call(cmd::ADD, thing("a", 1)).getU32(key::OBJECT_ID), 0u);
     EXPECT_EQ(call(cmd::ADD, withId(5, thing("b", 2))).getU32(key::OBJECT_ID), 5u);
     EXPECT_EQ(call(cmd::ADD, withId(5, thing("c", 3))).getU32(key::OBJECT_ID), 1u);  // 5 taken
-
-    message got = call(cmd::GET, withId(5));
-    EXPECT_EQ(got.getString(NAME), "b");
-    EXPECT_EQ(got.getU32(key::OBJECT_ID), 5u);
 
     message change;
     change.setU32(VALUE, 9);
     EXPECT_FALSE(isError(call(cmd::OBJECT_SET, withId(5, change))));
     EXPECT_FALSE(isError(call(cmd::SET, withId(0, thing("a2", 4)))));
-    EXPECT_EQ(call(cmd::GET, withId(5)).getU32(VALUE), 9u);
-    EXPECT_EQ(call(cmd::GET, withId(5)).getString(NAME), "b");  // untouched fields stay
-    EXPECT_EQ(call(cmd::GET, withId(0)).getString(NAME), "a2");
+    const message got = call(cmd::GET, withId(5));
+    EXPECT_EQ(got.getU32(VALUE), 9u);
+    EXPECT_EQ(got.getString(NAME), "b");  // untouched fields stay
+    EXPECT_EQ(got.getU32(key::OBJECT_ID), 5u);
 
     EXPECT_FALSE(isError(call(cmd::REMOVE, withId(5))));
     struct Case { uint32_t command; message req; uint32_t code; };
@@ -113,12 +96,38 @@ TEST_F(MapOverBus, AddGetSetRemove) {
     };
     for (const auto& f : failures)
         EXPECT_EQ(getErrorCode(call(f.command, f.req)), f.code) << f.command << f.req;
+
+    // The item's own refusals leave memory and store as they were.
+    const std::string before = storeBytes();
+    struct Refusal { uint32_t command; message req; const char* text; };
+    const Refusal refusals[] = {
+        {cmd::ADD, thing("forbidden", 5), "name not allowed"},
+        {cmd::OBJECT_SET, withId(1, thing("forbidden", 6)), "name not allowed"},
+        {cmd::REMOVE, withId(0), "can not remove the first"},
+    };
+    for (const auto& r : refusals) {
+        message reply = call(r.command, r.req);
+        EXPECT_EQ(getErrorCode(reply), err::REFUSED);
+        EXPECT_EQ(getError(reply), r.text);
+    }
+    EXPECT_EQ(storeBytes(), before);
+    EXPECT_EQ(call(cmd::GET, withId(0)).getString(NAME), "a2");
+    EXPECT_EQ(call(cmd::GET, withId(1)).getString(NAME), "c");
     EXPECT_EQ(call(cmd::COUNT).getU32(key::COUNT), 2u);
 }
 
-TEST_F(MapOverBus, GetAllPagesWithPositionsAndContinuation) {
+// Objects come back from the store after a restart, and page with positions that close up
+// behind a removed object.
+TEST_F(MapOverBus, RestartReloadsFromTheStoreAndPages) {
     for (uint32_t i = 0; i < 25; ++i) call(cmd::ADD, thing("t" + std::to_string(i), i));
-    call(cmd::REMOVE, withId(3));  // positions close up behind a removed object
+    call(cmd::OBJECT_SET, withId(7, thing("b2", 3)));
+    call(cmd::REMOVE, withId(3));
+    things.reset();
+    server.reset();
+    startServer();
+    EXPECT_EQ(call(cmd::GET, withId(7)), withId(7, thing("b2", 3)));
+    EXPECT_EQ(getErrorCode(call(cmd::GET, withId(3))), err::NO_OBJECT);
+
     std::vector<uint32_t> ids, positions, pages;
     message req;
     req.setU32(key::WANT, 10);
@@ -130,7 +139,6 @@ TEST_F(MapOverBus, GetAllPagesWithPositionsAndContinuation) {
         for (const auto& o : *objects) {
             ids.push_back(o.getU32(key::OBJECT_ID));
             positions.push_back(o.getU32(key::POSITION));
-            EXPECT_EQ(o.getString(NAME), "t" + std::to_string(ids.back()));
         }
         if (!reply.hasU32(key::START)) break;
         req.setU32(key::START, reply.getU32(key::START));
@@ -141,53 +149,13 @@ TEST_F(MapOverBus, GetAllPagesWithPositionsAndContinuation) {
         EXPECT_EQ(positions[i], i);
         EXPECT_EQ(ids[i], i < 3 ? i : i + 1);
     }
-    EXPECT_EQ(call(cmd::COUNT).getU32(key::COUNT), 24u);
-
     req.setU32(key::START, 100);  // past the end: an empty page, no continuation
     message past = call(cmd::GET_ALL, req);
-    ASSERT_NE(past.findMsgArray(key::OBJECTS), nullptr);
-    EXPECT_TRUE(past.findMsgArray(key::OBJECTS)->empty());
+    EXPECT_TRUE(past.findMsgArray(key::OBJECTS) && past.findMsgArray(key::OBJECTS)->empty());
     EXPECT_FALSE(past.hasU32(key::START));
-}
-
-TEST_F(MapOverBus, RefusedChangesLeaveMemoryAndStoreAsTheyWere) {
-    call(cmd::ADD, thing("zero", 0));
-    call(cmd::ADD, thing("one", 1));
-    std::string before = storeBytes();
-    ASSERT_FALSE(before.empty());
-    struct Case { uint32_t command; message req; const char* text; };
-    const Case refusals[] = {
-        {cmd::ADD, thing("forbidden", 5), "name not allowed"},
-        {cmd::OBJECT_SET, withId(1, thing("forbidden", 6)), "name not allowed"},
-        {cmd::REMOVE, withId(0), "can not remove the first"},
-    };
-    for (const auto& r : refusals) {
-        message reply = call(r.command, r.req);
-        EXPECT_EQ(getErrorCode(reply), err::REFUSED);
-        EXPECT_EQ(getError(reply), r.text);
-    }
-    EXPECT_EQ(storeBytes(), before);
-    EXPECT_EQ(call(cmd::COUNT).getU32(key::COUNT), 2u);
-    EXPECT_EQ(call(cmd::GET, withId(1)).getString(NAME), "one");
-}
-
-TEST_F(MapOverBus, RestartReloadsFromTheStore) {
-    call(cmd::ADD, thing("a", 1));
-    call(cmd::ADD, withId(7, thing("b", 2)));
-    call(cmd::OBJECT_SET, withId(7, thing("b2", 3)));
-    call(cmd::ADD, thing("gone", 4));
-    call(cmd::REMOVE, withId(1));
-
-    things.reset();
-    server.reset();
-    startServer();
-    EXPECT_EQ(call(cmd::COUNT).getU32(key::COUNT), 2u);
-    EXPECT_EQ(call(cmd::GET, withId(7)).getString(NAME), "b2");
-    EXPECT_EQ(call(cmd::GET, withId(7)).getU32(VALUE), 3u);
-    EXPECT_EQ(getErrorCode(call(cmd::GET, withId(1))), err::NO_OBJECT);
     // Loaded ids are taken: a new object gets the lowest free one.
-    EXPECT_EQ(call(cmd::ADD, thing("c", 5)).getU32(key::OBJECT_ID), 1u);
-    EXPECT_EQ(call(cmd::ADD, thing("d", 6)).getU32(key::OBJECT_ID), 2u);
+    EXPECT_EQ(call(cmd::ADD, thing("c", 5)).getU32(key::OBJECT_ID), 3u);
+    EXPECT_EQ(call(cmd::ADD, thing("d", 6)).getU32(key::OBJECT_ID), 25u);
 }
 
 }  // namespace

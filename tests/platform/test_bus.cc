@@ -1,5 +1,6 @@
 // The socket bus between real processes: bus_echo_server children under a fresh LUMO_ROOT.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -42,7 +43,7 @@ bool serverClosesAfter(const std::vector<uint8_t>& raw) {
     return closed;
 }
 
-TEST(SocketBus, TenThousandExchangesBetweenProcesses) {
+TEST(SocketBus, TenThousandExchangesALargeReplyAndALateOne) {
     TempRoot root;
     ChildProgram server(SERVER);
     ASSERT_TRUE(server.waitReady());
@@ -52,19 +53,15 @@ TEST(SocketBus, TenThousandExchangesBetweenProcesses) {
         ASSERT_FALSE(isError(reply)) << reply;
         ASSERT_EQ(reply.getU32(VALUE), i);
     }
-}
+    message reply = call(client, BIG, 4000000);
+    EXPECT_EQ(reply.getString(NAME).size(), 4000000u) << getError(reply);
+    EXPECT_EQ(reply.getU32(VALUE), 4000000u);
 
-TEST(SocketBus, LargeReplyIsReadWhole) {
-    TempRoot root;
-    ChildProgram server(SERVER);
-    ASSERT_TRUE(server.waitReady());
-    Looper client;
-    message reply = call(client, BIG, 10000);
-    const auto* objects = reply.findMsgArray(key::OBJECTS);
-    ASSERT_NE(objects, nullptr) << getError(reply);
-    ASSERT_EQ(objects->size(), 10000u);
-    EXPECT_EQ(objects->back().getString(NAME), "object number 9999 of a big list");
-    EXPECT_EQ(call(client, ECHO, 5).getU32(VALUE), 5u);  // the connection is still in step
+    // The late reply of a timed-out request is dropped; the next exchange gets its own.
+    EXPECT_EQ(getErrorCode(call(client, SLEEP, 300, 20)), err::TIMEOUT);
+    reply = call(client, ECHO, 7);
+    EXPECT_FALSE(reply.hasU32(lm::key::COMMAND)) << "stale reply taken: " << reply;
+    EXPECT_EQ(reply.getU32(VALUE), 7u);
 }
 
 TEST(SocketBus, PeerKilledMidExchangeGivesBrokenAtOnce) {
@@ -82,42 +79,23 @@ TEST(SocketBus, PeerKilledMidExchangeGivesBrokenAtOnce) {
     EXPECT_EQ(getErrorCode(reply), err::BROKEN) << reply;
 }
 
-TEST(SocketBus, MissingProgramAnswersNoProgram) {
+TEST(SocketBus, MissingProgramAnswersNoProgramUntilItIsBack) {
     TempRoot root;
     Looper client;
     EXPECT_EQ(getErrorCode(call(client, ECHO, 1)), err::NO_PROGRAM);
 
     // A program that died leaves its socket file behind; a kept connection to it is dead too.
-    ChildProgram server(SERVER);
-    ASSERT_TRUE(server.waitReady());
+    auto server = std::make_unique<ChildProgram>(SERVER);
+    ASSERT_TRUE(server->waitReady());
     ASSERT_FALSE(isError(call(client, ECHO, 1)));
-    server.kill();
+    server->kill();
     EXPECT_EQ(getErrorCode(call(client, ECHO, 2)), err::NO_PROGRAM);
     message command = request(SERVER, ECHO, 3);
     client.send(command);  // dropped quietly
-}
 
-TEST(SocketBus, RestartedProgramIsReachedOnAFreshConnection) {
-    TempRoot root;
-    Looper client;
-    ChildProgram first(SERVER);
-    ASSERT_TRUE(first.waitReady());
-    ASSERT_FALSE(isError(call(client, ECHO, 1)));
-    first.kill();
-    ChildProgram second(SERVER);
-    ASSERT_TRUE(second.waitReady());
-    EXPECT_EQ(call(client, ECHO, 2).getU32(VALUE), 2u);
-}
-
-TEST(SocketBus, LateReplyOfATimedOutRequestIsDropped) {
-    TempRoot root;
-    ChildProgram server(SERVER);
-    ASSERT_TRUE(server.waitReady());
-    Looper client;
-    EXPECT_EQ(getErrorCode(call(client, SLEEP, 300, 20)), err::TIMEOUT);
-    message reply = call(client, ECHO, 7);
-    EXPECT_FALSE(reply.hasU32(lm::key::COMMAND)) << "stale reply taken: " << reply;
-    EXPECT_EQ(reply.getU32(VALUE), 7u);
+    server = std::make_unique<ChildProgram>(SERVER);  // restarted: reached on a fresh connection
+    ASSERT_TRUE(server->waitReady());
+    EXPECT_EQ(call(client, ECHO, 4).getU32(VALUE), 4u);
 }
 
 TEST(SocketBus, MalformedFramesCloseTheConnectionWithOneLine) {

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -23,12 +22,17 @@ namespace lm::test {
 
 constexpr uint32_t ECHO = 0x7000;     // reply {VALUE} with the request's VALUE
 constexpr uint32_t SLEEP = 0x7001;    // sleep VALUE ms, then reply with the request
-constexpr uint32_t BIG = 0x7002;      // reply with VALUE objects under key::OBJECTS
-constexpr uint32_t PUBLISH = 0x7003;  // publish NOTE {OBJECT_ID = VALUE} from PUBLISHER
+constexpr uint32_t BIG = 0x7002;      // reply with a string of VALUE octets under NAME
 constexpr uint32_t NOTE = 0x7004;     // the notification number used by the tests
 constexpr uint32_t VALUE = 0x08000101;
 constexpr uint32_t NAME = 0x20000102;
-constexpr uint32_t PUBLISHER = 5;  // handler id of the publishing handler
+constexpr uint32_t PUBLISHER = 5;  // handler id of the test's publishing handler
+
+// The whole of a file; empty when it cannot be read.
+inline std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
 // A fresh LUMO_ROOT, removed afterwards.
 class TempRoot {
@@ -51,19 +55,18 @@ private:
 };
 
 #ifdef BUS_ECHO_SERVER  // the path of the program, given to the tests that start it
-// Runs bus_echo_server as a child process with its stdout on a pipe and its stderr in a file.
+// Runs bus_echo_server as a child process, its stdout and stderr in files under LUMO_ROOT.
 class ChildProgram {
 public:
     // Starts the server for program id with extra arguments; LUMO_ROOT is inherited.
     explicit ChildProgram(uint32_t program, std::vector<std::string> extra = {}) {
-        errFile_ = resolvePath("/stderr-" + std::to_string(program) + "-" + std::to_string(++starts()));
-        int fds[2];
-        if (pipe2(fds, O_CLOEXEC) != 0) abort();
+        const std::string name = std::to_string(program) + "-" + std::to_string(++starts());
+        outFile_ = resolvePath("/stdout-" + name);
+        errFile_ = resolvePath("/stderr-" + name);
         pid_ = fork();
         if (pid_ == 0) {
-            dup2(fds[1], 1);
-            int err = open(errFile_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            if (err >= 0) dup2(err, 2);
+            dup2(open(outFile_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+            dup2(open(errFile_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
             std::vector<std::string> args{BUS_ECHO_SERVER, std::to_string(program)};
             args.insert(args.end(), extra.begin(), extra.end());
             std::vector<char*> argv;
@@ -72,14 +75,8 @@ public:
             execv(argv[0], argv.data());
             _exit(127);
         }
-        close(fds[1]);
-        out_ = fds[0];
-        fcntl(out_, F_SETFL, O_NONBLOCK);
     }
-    ~ChildProgram() {
-        kill();
-        close(out_);
-    }
+    ~ChildProgram() { kill(); }
 
     pid_t pid() const { return pid_; }
 
@@ -93,54 +90,34 @@ public:
     // The next line of output; empty after 10 s. A looper given here keeps running meanwhile,
     // so the child can talk to it.
     std::string readLine(Looper* pump = nullptr) {
-        for (int round = 0; round < 1000; ++round) {
-            std::string line;
-            if (takeLine(line)) return line;
+        for (int round = 0; round < 2000; ++round) {
+            const std::string out = pendingOutput();
+            const size_t nl = out.find('\n');
+            if (nl != std::string::npos) {
+                taken_ += nl + 1;
+                return out.substr(0, nl);
+            }
             if (pump) pump->runOnce(5);
-            pollfd p{out_, POLLIN, 0};
-            if (poll(&p, 1, pump ? 5 : 10) > 0) readAvailable();
+            else usleep(5000);
         }
         return {};
     }
 
     bool waitReady(Looper* pump = nullptr) { return readLine(pump) == "ready"; }
 
-    // Whatever the child has printed so far, without waiting.
-    std::string pendingOutput() {
-        readAvailable();
-        return buffered_;
-    }
-
-    std::string errors() const {
-        std::ifstream in(errFile_);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
+    // Whatever the child has printed and no readLine took, without waiting.
+    std::string pendingOutput() const { return readFile(outFile_).substr(taken_); }
+    std::string errors() const { return readFile(errFile_); }
 
 private:
     static int& starts() {
         static int n = 0;
         return n;
     }
-    void readAvailable() {
-        char buf[4096];
-        ssize_t n;
-        while ((n = read(out_, buf, sizeof buf)) > 0) buffered_.append(buf, size_t(n));
-    }
-    bool takeLine(std::string& line) {
-        readAvailable();
-        size_t nl = buffered_.find('\n');
-        if (nl == std::string::npos) return false;
-        line = buffered_.substr(0, nl);
-        buffered_.erase(0, nl + 1);
-        return true;
-    }
 
     pid_t pid_ = -1;
-    int out_ = -1;
-    std::string errFile_;
-    std::string buffered_;
+    std::string outFile_, errFile_;
+    size_t taken_ = 0;
 };
 #endif
 

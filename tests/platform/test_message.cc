@@ -1,9 +1,8 @@
-// lm::message accessors, equality, dump and error helpers.
+// lm::message accessors, equality and dump.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "platform/bus.h"
 #include "platform/message.h"
 
 namespace lm {
@@ -13,45 +12,22 @@ TEST(Message, AccessorsApplyTheirOwnTypeBits) {
     message m;
     m.setU32(0xFE000C, 7);
     m.setString(0x08FE000C, "seven");  // type bits in the argument are ignored
-    EXPECT_TRUE(m.has(0x08FE000C));
-    EXPECT_TRUE(m.has(0x20FE000C));
-    EXPECT_FALSE(m.has(0xFE000C));  // no bool under that field
+    EXPECT_TRUE(m.has(0x20FE000C) && !m.has(0xFE000C));  // no bool under that field
     EXPECT_EQ(m.getU32(0x20FE000C), 7u);
     EXPECT_EQ(m.getString(0xFE000C), "seven");
     EXPECT_EQ(m.getU32(0xFE000D, 99), 99u);
-    EXPECT_FALSE(m.hasBool(0xFE000C));
-    EXPECT_EQ(m.size(), 2u);
 
     m.setU32(0x28FE000C, 8);  // replaces, keeps position
     EXPECT_EQ(m.getU32(0xFE000C), 8u);
     EXPECT_EQ(m.keys(), (std::vector<uint32_t>{0x08FE000C, 0x20FE000C}));
     EXPECT_TRUE(m.remove(0x08FE000C));
     EXPECT_FALSE(m.remove(0x08FE000C));
-    EXPECT_EQ(m.keys(), (std::vector<uint32_t>{0x20FE000C}));
-}
 
-TEST(Message, ArraysNestedAndBorrowedReaders) {
-    message inner;
-    inner.setU32(1, 1);
-    message m;
-    m.appendU32(5, 10).appendU32(5, 11);
-    m.appendMsg(6, inner).appendMsg(6, inner);
-    m.setMsg(7, inner);
-    m.setRaw(8, {1, 2});
-    IPAddr6 a;
-    ASSERT_TRUE(IPAddr6::parse("2001:db8::1", a));
-    m.setIP6(9, a);
-
-    ASSERT_TRUE(m.findU32Array(5) && m.findMsgArray(6) && m.findMsg(7) && m.findRaw(8));
-    EXPECT_EQ(*m.findU32Array(5), (std::vector<uint32_t>{10, 11}));
+    // Borrowed readers see only their own type, and write through.
+    m.appendMsg(6, message()).appendMsg(6, message());
+    EXPECT_EQ(m.findMsg(6), nullptr);  // a message array is not a nested message
     m.findMsgArray(6)->at(1).setU32(2, 2);
     EXPECT_EQ(m.findMsgArray(6)->at(1).getU32(2), 2u);
-    EXPECT_EQ(*m.findMsg(7), inner);
-    EXPECT_EQ(m.findMsg(6), nullptr);  // a message array is not a nested message
-    EXPECT_EQ(*m.findRaw(8), (bytes{1, 2}));
-    EXPECT_EQ(m.getIP6(9), a);
-    EXPECT_TRUE(m.getIP6(10).empty());
-    EXPECT_EQ(m.findString(9), nullptr);
 }
 
 TEST(Message, EqualityIgnoresOrderButNotTypesOrValues) {
@@ -74,17 +50,6 @@ TEST(Message, EqualityIgnoresOrderButNotTypesOrValues) {
     EXPECT_NE(big1, big2);
 }
 
-TEST(Message, ErrorHelpers) {
-    uint32_t code = 0;
-    std::string text;
-    ASSERT_TRUE(isError(errorMsg("no such interface", err::NO_OBJECT), code, text));
-    EXPECT_EQ(code, err::NO_OBJECT);
-    EXPECT_EQ(text, "no such interface");
-    EXPECT_EQ(getErrorCode(errorMsg("refused")), err::REFUSED);
-    EXPECT_EQ(getErrorCode(failedMsg("boom")), err::FAILED);
-    EXPECT_FALSE(isError(message().setU32(key::OBJECT_ID, 1)));
-}
-
 TEST(Message, DumpFormat) {
     message inner;
     inner.setU32(0xFE0001, 3);
@@ -99,7 +64,6 @@ TEST(Message, DumpFormat) {
     m.setU32Array(0xFF0001, {20, 0});
     m.setMsg(0xFF000B, inner);
     m.setMsgArray(0xFE0002, {inner});
-    m.setStringArray(0xFE0006, {"x"});
     const char* expected =
         "0x08FE0001 u32 = 7\n"
         "0x20FE0002 string = \"a\\\"b\\n\\x01\"\n"
@@ -113,9 +77,7 @@ TEST(Message, DumpFormat) {
         "  0x08FE0001 u32 = 3\n"
         "0xA8FE0002 msg[] count 1\n"
         "  [0]\n"
-        "    0x08FE0001 u32 = 3\n"
-        "0xA0FE0006 string[] count 1\n"
-        "  [0] = \"x\"\n";
+        "    0x08FE0001 u32 = 3\n";
     EXPECT_EQ(m.toString(), expected);
     std::ostringstream os;
     m.dump(os, "> ");

@@ -31,26 +31,16 @@ message everyType() {
 TEST(MessageCodec, RoundTripsEveryType) {
     const message m = everyType();
     const bytes enc = m.encode();
-    ASSERT_EQ(enc[0], 1);
     message back;
     std::string err;
     ASSERT_TRUE(message::decode(enc.data(), enc.size(), back, &err)) << err;
     EXPECT_EQ(back, m);
     EXPECT_EQ(back.keys(), m.keys());  // order survives
     EXPECT_EQ(back.encode(), enc);
-
-    bytes appended{9, 9};
-    m.encode(appended);
-    EXPECT_EQ(bytes(appended.begin() + 2, appended.end()), enc);
-
-    message empty;
-    const bytes e = empty.encode();
-    EXPECT_EQ(e, bytes{1});
-    ASSERT_TRUE(message::decode(e.data(), e.size(), back));
-    EXPECT_TRUE(back.empty());
 }
 
 TEST(MessageCodec, KnownLayout) {
+    EXPECT_EQ(message().encode(), bytes{1});
     message m;
     m.setU32(0xFE0001, 7).setString(0xFE0002, "ab");
     EXPECT_EQ(m.encode(), (bytes{1, 0x01, 0x00, 0xFE, 0x08, 7, 0, 0, 0,
@@ -103,10 +93,8 @@ TEST(MessageCodec, RefusesMalformedInput) {
         {"version", {2}, "unsupported version 2"},
         {"bool octet", cat({{1}, le(0x00000001), {2}}), "bool octet 2"},
         {"unknown type", cat({{1}, le(0x38000001), le(0)}), "unknown type"},
-        {"bool array", cat({{1}, le(0x80000001), le(0)}), "unknown type"},
         {"string length", cat({{1}, le(0x20000001), le(5), {'a', 'b'}}), "length 5 exceeds"},
         {"u32 count", cat({{1}, le(0x88000001), le(0xFFFFFFFF), le(1)}), "count 4294967295"},
-        {"string count", cat({{1}, le(0xA0000001), le(0x40000000), le(0)}), "count 1073741824"},
         {"msg count", cat({{1}, le(0xA8000001), le(3), le(0), le(0)}), "count 3 exceeds"},
         {"msg element", cat({{1}, le(0xA8000001), le(2), le(0), le(5)}), "length 5 exceeds"},
         {"nested overrun", cat({{1}, le(0x28000001), le(12), le(0x08000002), le(1)}), "length 12"},

@@ -20,8 +20,8 @@ message record(uint32_t n) {
 }
 
 bytes readAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string text = test::readFile(path);
+    return bytes(text.begin(), text.end());
 }
 
 void writeAll(const std::string& path, const bytes& data) {
@@ -33,8 +33,6 @@ TEST(Store, PersistsAcrossReopen) {
     test::TempRoot root;
     {
         Store s("/lumo/store/snmpd");
-        ASSERT_TRUE(s.isOpen());
-        EXPECT_EQ(s.size(), 0u);
         EXPECT_EQ(s.filePath(), root.path() + "/lumo/store/snmpd");
         EXPECT_FALSE(fs::exists(s.filePath()));  // nothing written until a change
         for (uint32_t n : {7u, 1u, 300u}) ASSERT_TRUE(s.put(n, record(n)));
@@ -47,65 +45,7 @@ TEST(Store, PersistsAcrossReopen) {
     message m;
     ASSERT_TRUE(s.get(7, m));
     EXPECT_EQ(m, record(8));
-    ASSERT_TRUE(s.get(1, m));
-    EXPECT_EQ(m, record(1));
     EXPECT_FALSE(s.get(300, m));
-    EXPECT_FALSE(s.has(300));
-
-    ASSERT_TRUE(s.replace({{2, record(2)}}));
-    EXPECT_EQ(Store("/lumo/store/snmpd").records(), (std::vector<uint32_t>{2}));
-    EXPECT_FALSE(fs::exists(s.filePath() + ".tmp"));
-}
-
-TEST(Store, CorruptFilesAreSetAsideAndStartEmpty) {
-    test::TempRoot root;
-    std::string file;
-    bytes good;
-    {
-        Store s("/lumo/store/c");
-        s.put(1, record(1));
-        s.put(2, record(2));
-        file = s.filePath();
-        good = readAll(file);
-    }
-    auto flip = [&](size_t at) {
-        bytes b = good;
-        b[at] ^= 0x40;
-        return b;
-    };
-    struct Case {
-        const char* name;
-        bytes data;
-        const char* reason;
-    } cases[] = {
-        {"empty file", {}, "truncated header"},
-        {"short header", bytes(good.begin(), good.begin() + 10), "truncated header"},
-        {"cut body", bytes(good.begin(), good.end() - 3), "body length"},
-        {"extra octets", [&] { bytes b = good; b.push_back(0); return b; }(), "body length"},
-        {"magic", flip(0), "bad magic"},
-        {"version", flip(5), "unknown version"},
-        {"body bit", flip(good.size() - 2), "checksum mismatch"},
-        {"garbage", bytes(100, 0xAB), "bad magic"},
-    };
-    for (const auto& c : cases) {
-        writeAll(file, c.data);
-        fs::remove(file + ".corrupt");
-        testing::internal::CaptureStderr();
-        Store s("/lumo/store/c");
-        const std::string err = testing::internal::GetCapturedStderr();
-        EXPECT_TRUE(s.isOpen()) << c.name;
-        EXPECT_EQ(s.size(), 0u) << c.name;
-        EXPECT_EQ(err.rfind("store " + file + ": corrupt (", 0), 0u) << c.name << ": " << err;
-        EXPECT_NE(err.find(c.reason), std::string::npos) << c.name << ": " << err;
-        EXPECT_NE(err.find("), moved aside to " + file + ".corrupt\n"), std::string::npos) << err;
-        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << c.name;
-        EXPECT_EQ(readAll(file + ".corrupt"), c.data) << c.name;  // kept for inspection
-        EXPECT_FALSE(fs::exists(file)) << c.name;
-    }
-    // The store keeps working afterwards.
-    Store s("/lumo/store/c");
-    EXPECT_TRUE(s.put(5, record(5)));
-    EXPECT_EQ(Store("/lumo/store/c").records(), (std::vector<uint32_t>{5}));
 }
 
 // Builds a store file by hand, with a correct checksum, so the record checks are reached.
@@ -141,23 +81,35 @@ bytes recordBytes(uint32_t number, const bytes& payload, uint32_t declaredLen = 
     return r;
 }
 
-TEST(Store, FileLayoutAndRecordChecks) {
+bytes join(bytes a, const bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+TEST(Store, CorruptFilesAreSetAsideAndStartEmpty) {
     test::TempRoot root;
     std::string file;
     {
-        Store s("/lumo/store/r");
-        s.put(3, record(3));
+        Store s("/lumo/store/c");
+        s.put(2, record(2));
+        s.put(1, record(1));
         file = s.filePath();
     }
-    EXPECT_EQ(readAll(file), storeFile(1, recordBytes(3, record(3).encode())));
-    EXPECT_EQ(bitwiseCrc32({'1', '2', '3', '4', '5', '6', '7', '8', '9'}), 0xCBF43926u);
-
     const bytes one = recordBytes(1, record(1).encode()), two = recordBytes(2, record(2).encode());
-    auto join = [](bytes a, const bytes& b) {
-        a.insert(a.end(), b.begin(), b.end());
-        return a;
+    const bytes good = storeFile(2, join(one, two));
+    ASSERT_EQ(readAll(file), good);  // the layout written
+    auto flip = [&](size_t at) {
+        bytes b = good;
+        b[at] ^= 0x40;
+        return b;
     };
     const struct { const char* name; bytes data; const char* reason; } cases[] = {
+        {"empty file", {}, "truncated header"},
+        {"cut body", bytes(good.begin(), good.end() - 3), "body length"},
+        {"extra octets", join(good, {0}), "body length"},
+        {"magic", flip(0), "bad magic"},
+        {"version", flip(5), "unknown version"},
+        {"body bit", flip(good.size() - 2), "checksum mismatch"},
         {"bad message", storeFile(1, recordBytes(1, {9})), "record 1: message: unsupported version"},
         {"out of order", storeFile(2, join(two, one)), "out of order"},
         {"duplicate number", storeFile(2, join(one, one)), "out of order"},
@@ -167,14 +119,23 @@ TEST(Store, FileLayoutAndRecordChecks) {
     };
     for (const auto& c : cases) {
         writeAll(file, c.data);
+        fs::remove(file + ".corrupt");
         testing::internal::CaptureStderr();
-        Store s("/lumo/store/r");
+        Store s("/lumo/store/c");
         const std::string err = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(s.isOpen()) << c.name;
         EXPECT_EQ(s.size(), 0u) << c.name;
+        EXPECT_EQ(err.rfind("store " + file + ": corrupt (", 0), 0u) << c.name << ": " << err;
         EXPECT_NE(err.find(c.reason), std::string::npos) << c.name << ": " << err;
+        EXPECT_NE(err.find("), moved aside to " + file + ".corrupt\n"), std::string::npos) << err;
+        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << c.name;
+        EXPECT_EQ(readAll(file + ".corrupt"), c.data) << c.name;  // kept for inspection
+        EXPECT_FALSE(fs::exists(file)) << c.name;
     }
-    writeAll(file, storeFile(2, join(one, two)));
-    EXPECT_EQ(Store("/lumo/store/r").records(), (std::vector<uint32_t>{1, 2}));
+    // The store keeps working afterwards.
+    Store s("/lumo/store/c");
+    EXPECT_TRUE(s.put(5, record(5)));
+    EXPECT_EQ(Store("/lumo/store/c").records(), (std::vector<uint32_t>{5}));
 }
 
 TEST(Store, DirectoryThatCannotBeMadeIsNotOpen) {
@@ -185,18 +146,13 @@ TEST(Store, DirectoryThatCannotBeMadeIsNotOpen) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("cannot create directory"), std::string::npos);
     EXPECT_FALSE(s.isOpen());
     EXPECT_FALSE(s.put(1, record(1)));
-    EXPECT_EQ(s.size(), 0u);
 }
 
-TEST(Allocator, LowestFreeAndRequests) {
-    Allocator a(1, 5);
-    EXPECT_EQ(a.alloc(), 1u);
-    EXPECT_TRUE(a.request(3));
-    EXPECT_FALSE(a.request(3) || a.request(0) || a.request(6));  // taken, out of range
-    for (uint32_t want : {2u, 4u, 5u, 0xFFFFFFFFu}) EXPECT_EQ(a.alloc(), want);
-    a.free(2);
-    EXPECT_TRUE(!a.used(2) && a.used(3));
-    EXPECT_EQ(a.alloc(), 2u);
+// Lowest-free allocation and taken ids are driven through AMap (test_amap.cc); here the range.
+TEST(Allocator, RangeEnds) {
+    Allocator a(1, 3);
+    EXPECT_FALSE(a.request(0) || a.request(4));
+    for (uint32_t want : {1u, 2u, 3u, 0xFFFFFFFFu}) EXPECT_EQ(a.alloc(), want);  // full
 
     Allocator top(0xFFFFFFFD);  // near the end of the range: no wrap-around
     for (uint32_t want : {0xFFFFFFFDu, 0xFFFFFFFEu, 0xFFFFFFFFu}) EXPECT_EQ(top.alloc(), want);

@@ -19,14 +19,8 @@ using Records = std::map<uint32_t, message>;
 
 Records recordSet(char tag, size_t padding) {
     Records set;
-    for (uint32_t n = 1; n <= 50; ++n) {
-        message m;
-        std::string name = std::to_string(n);
-        name.insert(name.begin(), tag);  // not string + string: GCC 12 -O3 warns falsely
-        m.setU32(0xFE0001, n).setString(0xFE0002, name);
-        m.setRaw(0xFE0003, bytes(padding, uint8_t(tag)));
-        set.emplace(n, std::move(m));
-    }
+    for (uint32_t n = 1; n <= 50; ++n)
+        set[n].setU32(0xFE0001, n).setRaw(0xFE0003, bytes(padding + n, uint8_t(tag)));
     return set;
 }
 
@@ -61,7 +55,6 @@ TEST(StoreCrash, KillDuringRewritesLeavesOneCompleteSet) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::uniform_int_distribution<int> delayUs(0, 15000);
 
-    int seenA = 0, seenB = 0;
     for (int kill_ = 0; kill_ < 60; ++kill_) {
         int fds[2];
         ASSERT_EQ(pipe(fds), 0);
@@ -86,17 +79,9 @@ TEST(StoreCrash, KillDuringRewritesLeavesOneCompleteSet) {
         const std::string err = testing::internal::GetCapturedStderr();
         ASSERT_EQ(err, "") << "after kill " << kill_;
         ASSERT_FALSE(std::filesystem::exists(file + ".corrupt"));
-        const Records got = contents(s);
-        if (got == a) {
-            ++seenA;
-        } else if (got == b) {
-            ++seenB;
-        } else {
-            FAIL() << "after kill " << kill_ << ": " << got.size() << " records, neither set";
-        }
+        const Records got = contents(s);  // which of the two survives depends on timing
+        ASSERT_TRUE(got == a || got == b) << "after kill " << kill_ << ": a mix of both sets";
     }
-    // Which set survives depends on timing; print it rather than assert it.
-    std::cout << "set A survived " << seenA << " kills, set B " << seenB << "\n";
 }
 
 }  // namespace

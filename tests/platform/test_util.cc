@@ -1,8 +1,7 @@
-// Paths under LUMO_ROOT, plug-in directories, log switches and clocks.
+// Paths under LUMO_ROOT, plug-in directories and log switches.
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "platform/log.h"
 #include "platform/util.h"
@@ -15,26 +14,11 @@ namespace fs = std::filesystem;
 
 TEST(Paths, ResolveUnderRoot) {
     unsetenv("LUMO_ROOT");
-    EXPECT_EQ(lumoRoot(), "/");
     EXPECT_EQ(resolvePath("/lumo/store/snmpd"), "/lumo/store/snmpd");
     setenv("LUMO_ROOT", "/tmp/r/", 1);
     EXPECT_EQ(resolvePath("/lumo/store/snmpd"), "/tmp/r/lumo/store/snmpd");
     EXPECT_EQ(resolvePath("lumo/bus"), "/tmp/r/lumo/bus");
-    setenv("LUMO_ROOT", "", 1);
-    EXPECT_EQ(resolvePath("/lumo/x"), "/lumo/x");
     unsetenv("LUMO_ROOT");
-}
-
-TEST(Paths, MakeDirs) {
-    test::TempRoot root;
-    const std::string deep = root.path() + "/a/b/c";
-    EXPECT_TRUE(makeDirs(deep));
-    EXPECT_TRUE(makeDirs(deep));  // already there
-    EXPECT_TRUE(fs::is_directory(deep));
-    fs::create_directories(root.path() + "/f");
-    { std::ofstream(root.path() + "/f/file") << "x"; }
-    EXPECT_FALSE(makeDirs(root.path() + "/f/file/sub"));
-    EXPECT_FALSE(makeDirs(root.path() + "/f/file"));
 }
 
 TEST(Paths, GetAllDirsBaseThenPackagesByName) {
@@ -54,13 +38,10 @@ TEST(Paths, GetAllDirsBaseThenPackagesByName) {
 
 TEST(Log, StreamsNamedInLumoLog) {
     setenv("LUMO_LOG", "snmp, debug", 1);
-    EXPECT_TRUE(logEnabled("snmp"));
-    EXPECT_TRUE(logEnabled("debug"));
-    EXPECT_FALSE(logEnabled("snm"));
-    EXPECT_FALSE(logEnabled(""));
+    EXPECT_TRUE(logEnabled("snmp") && logEnabled("debug"));
+    EXPECT_FALSE(logEnabled("snm") || logEnabled(""));
     lstream on("debug"), off("trap");
-    EXPECT_TRUE(on.on());
-    EXPECT_FALSE(off.on());
+    EXPECT_TRUE(on.on() && !off.on());
     setenv("LUMO_LOG", "all", 1);
     EXPECT_TRUE(logEnabled("trap"));
     EXPECT_FALSE(off.on());  // read once, at construction
@@ -71,16 +52,6 @@ TEST(Log, StreamsNamedInLumoLog) {
     auto count = [&] { return ++evaluated; };
     LLOG(off) << count();
     EXPECT_EQ(evaluated, 0);  // a muted stream never formats its arguments
-}
-
-TEST(Clocks, BootTimeUnits) {
-    const uint32_t up = getUptime();
-    const uint32_t j = getJiffies();
-    // Same clock, different units: jiffies / 100 is the uptime (allowing a tick between reads).
-    EXPECT_GE(j / 100, up);
-    EXPECT_LE(j / 100, up + 1);
-    const uint64_t t0 = monotonicMs();
-    EXPECT_GE(monotonicMs(), t0);
 }
 
 }  // namespace
