@@ -54,5 +54,18 @@ TEST(Log, StreamsNamedInLumoLog) {
     EXPECT_EQ(evaluated, 0);  // a muted stream never formats its arguments
 }
 
+TEST(Log, DefaultLevelsWriteUnlessQuiet) {
+    unsetenv("LUMO_LOG");
+    lstream info("start", Level::info), error("fault", Level::error), debug("trace");
+    EXPECT_TRUE(info.on() && error.on() && !debug.on());
+    setenv("LUMO_LOG", "quiet", 1);
+    lstream quietInfo("start", Level::info), quietError("fault", Level::error);
+    EXPECT_TRUE(!quietInfo.on() && quietError.on());
+    setenv("LUMO_LOG", "all", 1);  // "all" turns debug streams on, never "quiet"
+    lstream allInfo("start", Level::info), allDebug("trace");
+    EXPECT_TRUE(allInfo.on() && allDebug.on());
+    unsetenv("LUMO_LOG");
+}
+
 }  // namespace
 }  // namespace lm
