@@ -1,15 +1,22 @@
 #include "wire/in_stream.h"
 
-#include <iostream>
+#include <ostream>
+
+#include "platform/log.h"
 
 namespace snmp {
+
+lm::lstream& wireLog() {
+    static lm::lstream stream("wire");
+    return stream;
+}
 
 namespace {
 
 constexpr int kNoLength = -1;  // getLen failed (it printed whatever there was to print)
 constexpr int kOverflow = -2;  // contents run past the buffer; the caller names the field
 
-void say(const char* text) { std::cout << "SNMP InStream: " << text << std::endl; }
+void say(const char* text) { LLOG(wireLog()) << "SNMP InStream: " << text << std::endl; }
 
 }  // namespace
 
@@ -185,9 +192,8 @@ bool InStream::getOID(OID* out) {
     if (len == kNoLength) return false;
     if (len == kOverflow) {
         // The offset follows the text directly; the sign of a bogus length shows as is.
-        std::cout << "SNMP InStream: get oid overflow of message" << pos_ << ' '
-                  << declared << ' '
-                  << buf_.size() << std::endl;
+        LLOG(wireLog()) << "SNMP InStream: get oid overflow of message" << pos_ << ' '
+                        << declared << ' ' << buf_.size() << std::endl;
         return false;
     }
     if (len == 0) {

@@ -1,7 +1,7 @@
 // BER reader over one received SNMP message: a cursor with a stack of open sequences.
-// Works on its own copy of the octets. Every failure writes one line to standard output
-// starting "SNMP InStream: " (a bare end-of-buffer in getLen stays silent) and leaves the
-// position where reading stopped; the caller abandons the message.
+// Works on its own copy of the octets. Every failure writes one line starting
+// "SNMP InStream: " to the "wire" debug stream (a bare end-of-buffer in getLen stays
+// silent) and leaves the position where reading stopped; the caller abandons the message.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,15 @@
 #include "wire/oid.h"
 #include "wire/uber_stream.h"
 
+namespace lm {
+class lstream;
+}
+
 namespace snmp {
+
+// Why a datagram could not be decoded: untrusted input, so muted unless LUMO_LOG names
+// "wire" (a flood of bad datagrams must not flood the journal).
+lm::lstream& wireLog();
 
 class InStream : public UberStream {
 public:

@@ -3,13 +3,16 @@
 #include <arpa/inet.h>
 
 #include <cstdlib>
-#include <iostream>
+#include <ostream>
+
+#include "platform/log.h"
 
 namespace snmp {
 
 namespace {
 
-void say(const char* text) { std::cout << "SNMP OutStream: " << text << std::endl; }
+// Only the program itself can ask for these, so they are faults, logged as errors.
+void say(const char* text) { LLOG(lm::errorLog()) << "SNMP OutStream: " << text << std::endl; }
 
 // Octets of one arc in base 128 (127 and below fit in one).
 inline size_t arcOctets(unsigned int arc) {

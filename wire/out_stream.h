@@ -1,7 +1,7 @@
 // BER writer for one outgoing message (a reply or a trap), built front to back.
 // Sequences open with a one-octet placeholder length and are back-patched on close,
-// widened in place when the contents reach 128 octets. Failures write one line to
-// standard output starting "SNMP OutStream: " and leave the offending element out.
+// widened in place when the contents reach 128 octets. Failures write one line starting
+// "SNMP OutStream: " to the error log and leave the offending element out.
 #pragma once
 
 #include <cstddef>

@@ -1,8 +1,13 @@
-// The codec prints its diagnostics to std::cout; fuzzing only needs them formatted, not shown.
+// The codec writes its diagnostics to the log streams (std::cerr); fuzzing needs them
+// formatted, the reader's muted "wire" stream included, but not shown. libFuzzer and the
+// sanitizers write to the descriptor directly and stay visible.
 #pragma once
 
 #include <iostream>
 #include <streambuf>
+
+#include "platform/log.h"
+#include "wire/in_stream.h"
 
 namespace snmp::fuzz {
 
@@ -15,6 +20,8 @@ protected:
 inline void silenceCout() {
     static Discard sink;
     std::cout.rdbuf(&sink);
+    std::cerr.rdbuf(&sink);
+    wireLog().enable(true);
 }
 
 }  // namespace snmp::fuzz

@@ -67,7 +67,7 @@ TEST(CapturedRequests, CommunityMessagesDecode) {
     for (const auto& [file, want] : requests) {
         const test::Bytes octets = loadFixture(file);
         ASSERT_FALSE(octets.empty()) << "cannot read fixture " << file;
-        test::CoutCapture quiet;
+        test::LogCapture quiet;
         EXPECT_EQ(summary(octets), want) << file;
         EXPECT_EQ(quiet.text(), "") << file;
     }

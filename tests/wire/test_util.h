@@ -1,10 +1,13 @@
-// Shared by the wire tests: hex text to octets and back, and capture of std::cout.
+// Shared by the wire tests: hex text to octets and back, and capture of the codec's log lines.
 #pragma once
 
 #include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "platform/log.h"
+#include "wire/in_stream.h"
 
 namespace snmp::test {
 
@@ -30,14 +33,22 @@ inline std::string toHex(const unsigned char* p, size_t n) {
     return s;
 }
 
-// Collects everything written to std::cout while alive.
-class CoutCapture {
+// Collects every log line written while alive (the streams all write to std::cerr). The
+// reader's "wire" stream is switched on unless asked not to, as LUMO_LOG=wire would.
+class LogCapture {
 public:
-    CoutCapture() : old_(std::cout.rdbuf(buf_.rdbuf())) {}
-    ~CoutCapture() { std::cout.rdbuf(old_); }
+    explicit LogCapture(bool wire = true)
+        : wasOn_(snmp::wireLog().on()), old_(std::cerr.rdbuf(buf_.rdbuf())) {
+        snmp::wireLog().enable(wire);
+    }
+    ~LogCapture() {
+        std::cerr.rdbuf(old_);
+        snmp::wireLog().enable(wasOn_);
+    }
     std::string text() const { return buf_.str(); }
 
 private:
+    bool wasOn_;
     std::ostringstream buf_;
     std::streambuf* old_;
 };
