@@ -1,5 +1,7 @@
 #include "wire/in_stream.h"
 
+#include <algorithm>
+#include <limits>
 #include <ostream>
 
 #include "platform/log.h"
@@ -200,15 +202,20 @@ bool InStream::getOID(OID* out) {
         out->arcs().assign({0u, 0u});
         return true;
     }
-    // First pass: find where the identifier ends and how many arcs it has, so the output
-    // is touched only on success and keeps its capacity. A last sub-identifier that runs
-    // past the declared length goes on into the following octets, up to the buffer end.
+    // First pass: find where the identifier ends, count its sub-identifiers and check that
+    // each fits its arcs, so the output is touched only on success and keeps its capacity.
+    // A last sub-identifier that runs past the declared length goes on into the following
+    // octets, up to the buffer end.
     const unsigned char* const base = buf_.data();
     const size_t size = buf_.size();
-    size_t p = pos_ + 1;
-    long remaining = len - 1;
-    size_t arcs = 2;
+    constexpr uint64_t maxArc = std::numeric_limits<unsigned int>::max();
+    size_t p = pos_;
+    long remaining = len;
+    size_t subids = 0;
     while (remaining > 0) {
+        // An arc is 32 bits; the first sub-identifier also carries the root arc (2.x is 80 + x).
+        const uint64_t limit = subids == 0 ? maxArc + LAST_ROOT_ARC * ROOT_ARC_SPAN : maxArc;
+        uint64_t v = 0;  // stays below 2^40: checked against limit after every octet
         for (;;) {
             if (p >= size) {
                 pos_ = p;
@@ -217,24 +224,33 @@ bool InStream::getOID(OID* out) {
             }
             const unsigned char o = base[p++];
             --remaining;
-            if (!(o & 0x80)) break;
+            v = (v << SUBID_SHIFT) | (o & SUBID_BITS);
+            if (v > limit) {
+                pos_ = p;
+                say("malformed oid");
+                return false;
+            }
+            if (!(o & SUBID_MORE)) break;
         }
-        ++arcs;
+        ++subids;
     }
     OID::Arcs& a = out->arcs();
-    a.resize(arcs);
-    const unsigned char f = base[pos_];
-    a[0] = f / 40u;  // one octet only: no multi-octet first sub-identifier
-    a[1] = f % 40u;
-    size_t q = pos_ + 1;
-    for (size_t i = 2; i < arcs; ++i) {
-        unsigned int v = 0;  // wider than 32 bits wraps silently
+    a.resize(subids + 1);
+    size_t q = pos_;
+    for (size_t i = 0; i < subids; ++i) {
+        uint64_t v = 0;
         unsigned char o;
         do {
             o = base[q++];
-            v = (v << 7) | (o & 0x7Fu);
-        } while (o & 0x80);
-        a[i] = v;
+            v = (v << SUBID_SHIFT) | (o & SUBID_BITS);
+        } while (o & SUBID_MORE);
+        if (i == 0) {
+            const uint64_t root = std::min<uint64_t>(v / ROOT_ARC_SPAN, LAST_ROOT_ARC);
+            a[0] = static_cast<unsigned int>(root);
+            a[1] = static_cast<unsigned int>(v - root * ROOT_ARC_SPAN);
+        } else {
+            a[i + 1] = static_cast<unsigned int>(v);
+        }
     }
     pos_ = q;
     return true;

@@ -15,6 +15,16 @@
 
 namespace snmp {
 
+// The BER form of an identifier: the first two arcs share one sub-identifier,
+// first * ROOT_ARC_SPAN + second, where only under the last root arc may the second arc
+// reach ROOT_ARC_SPAN (2.999 is 1079). Sub-identifiers are base 128, most significant group
+// first, every group but the last with SUBID_MORE set.
+constexpr unsigned int ROOT_ARC_SPAN = 40;
+constexpr unsigned int LAST_ROOT_ARC = 2;
+constexpr unsigned char SUBID_MORE = 0x80;
+constexpr unsigned char SUBID_BITS = 0x7F;
+constexpr unsigned int SUBID_SHIFT = 7;
+
 class OID {
 public:
     using Arcs = std::vector<unsigned int>;

@@ -14,13 +14,21 @@ namespace {
 // Only the program itself can ask for these, so they are faults, logged as errors.
 void say(const char* text) { LLOG(lm::errorLog()) << "SNMP OutStream: " << text << std::endl; }
 
-// Octets of one arc in base 128 (127 and below fit in one).
-inline size_t arcOctets(unsigned int arc) {
-    if (arc < (1u << 7)) return 1;
-    if (arc < (1u << 14)) return 2;
-    if (arc < (1u << 21)) return 3;
-    if (arc < (1u << 28)) return 4;
-    return 5;
+// Octets of one sub-identifier in base 128 (up to 5 for the 33 bits of 2.x).
+inline size_t subidOctets(uint64_t v) {
+    size_t n = 1;
+    while (v >> (SUBID_SHIFT * n)) ++n;
+    return n;
+}
+
+// Writes v in base 128 at out, most significant group first; returns the octet after it.
+inline unsigned char* putSubid(uint64_t v, unsigned char* out) {
+    for (size_t g = subidOctets(v); g-- > 0;) {
+        unsigned char o = static_cast<unsigned char>((v >> (SUBID_SHIFT * g)) & SUBID_BITS);
+        if (g != 0) o |= SUBID_MORE;
+        *out++ = o;
+    }
+    return out;
 }
 
 }  // namespace
@@ -109,28 +117,20 @@ void OutStream::addOID(const OID& oid, unsigned char tag) {
         say("cannot encode OID shorter that 2");
         return;
     }
-    if (oid[0] >= 3 || oid[1] >= 40) {
+    if (oid[0] > LAST_ROOT_ARC || (oid[0] < LAST_ROOT_ARC && oid[1] >= ROOT_ARC_SPAN)) {
         say("encoding invalid OID");
         return;
     }
+    const uint64_t first = uint64_t{oid[0]} * ROOT_ARC_SPAN + oid[1];
     // Encoded straight into the message: size the contents first, then fill them in.
-    size_t len = 1;
-    for (size_t i = 2; i < oid.size(); ++i) len += arcOctets(oid[i]);
+    size_t len = subidOctets(first);
+    for (size_t i = 2; i < oid.size(); ++i) len += subidOctets(oid[i]);
     buf_.push_back(tag);
     addLen(static_cast<unsigned int>(len));
-    size_t at = buf_.size();
+    const size_t at = buf_.size();
     buf_.resize(at + len);
-    unsigned char* out = buf_.data() + at;
-    *out++ = static_cast<unsigned char>(oid[0] * 40 + oid[1]);
-    for (size_t i = 2; i < oid.size(); ++i) {
-        const unsigned int arc = oid[i];
-        const size_t n = arcOctets(arc);
-        for (size_t g = n; g-- > 0;) {
-            unsigned char o = static_cast<unsigned char>((arc >> (7 * g)) & 0x7F);
-            if (g != 0) o |= 0x80;
-            *out++ = o;
-        }
-    }
+    unsigned char* out = putSubid(first, buf_.data() + at);
+    for (size_t i = 2; i < oid.size(); ++i) out = putSubid(oid[i], out);
 }
 
 void OutStream::startSeq(unsigned char tag) {

@@ -39,8 +39,8 @@ public:
     // Slot 0: a 32-bit integer with the given tag (unsigned tags get a 00 lead octet when
     // the top bit is set; INTEGER 0x02 writes it as negative).
     virtual void add(unsigned int v, unsigned char tag);
-    // Slot 1: an object identifier; refused (nothing written) below two arcs or when the
-    // first two arcs cannot be packed into one octet.
+    // Slot 1: an object identifier; refused (nothing written) below two arcs, under a root
+    // arc above 2, or under root 0 or 1 with a second arc of 40 or more.
     virtual void addOID(const OID& oid, unsigned char tag);
     virtual ~OutStream() = default;
 

@@ -8,6 +8,7 @@
 #include "fuzz/wire/quiet_cout.h"
 #include "wire/in_stream.h"
 #include "wire/out_stream.h"
+#include "wire/snmp_codes.h"
 
 namespace snmp {
 namespace {
@@ -16,10 +17,11 @@ void check(bool ok) {
     if (!ok) std::abort();
 }
 
+// Every identifier the reader hands out has a root arc of 0 to 2 and, below root 2, a
+// second arc under 40, so the writer takes each one.
 void roundTripOid(const OID& oid) {
-    if (oid.size() < 2 || oid[0] >= 3 || oid[1] >= 40) return;
     OutStream out;
-    out.addOID(oid, 0x06);
+    out.addOID(oid, tag::OBJECT_ID);
     InStream in(out.data(), static_cast<unsigned>(out.size()));
     OID back;
     check(in.getOID(&back) && back == oid && in.atEnd());

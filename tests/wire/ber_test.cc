@@ -5,6 +5,7 @@
 #include "tests/wire/test_util.h"
 #include "wire/in_stream.h"
 #include "wire/out_stream.h"
+#include "wire/snmp_codes.h"
 
 namespace snmp {
 namespace {
@@ -78,18 +79,25 @@ TEST(Ber, LengthsBothWays) {
 TEST(Ber, OidsBothWaysAndRefusals) {
     const struct { OID oid; const char* octets; const char* diag; } cases[] = {
         {{1, 3, 6, 1, 4, 1, 200}, "06 07 2b 06 01 04 01 81 48", ""},
-        {{0, 0}, "06 01 00", ""}, {{2, 39, 127, 128}, "06 04 77 7f 81 00", ""},
+        {{0, 0}, "06 01 00", ""}, {{0, 39}, "06 01 27", ""}, {{1, 0}, "06 01 28", ""},
+        {{1, 39, 127, 128}, "06 04 4f 7f 81 00", ""},
         {{1, 3, 16383, 16384, 0x1FFFFF, 0x200000},
          "06 0d 2b ff 7f 81 80 00 ff ff 7f 81 80 80 00", ""},
         {{1, 3, 0xFFFFFFFF}, "06 06 2b 8f ff ff ff 7f", ""},
-        {{1}, "", "cannot encode OID shorter that 2"},
-        {{2, 40}, "", "encoding invalid OID"}, {{3, 0}, "", "encoding invalid OID"},
+        // Under root 2 the second arc is unbounded: the first sub-identifier takes octets.
+        {{2, 0}, "06 01 50", ""}, {{2, 40}, "06 01 78", ""}, {{2, 47}, "06 01 7f", ""},
+        {{2, 48}, "06 02 81 00", ""}, {{2, 999, 1}, "06 03 88 37 01", ""},
+        {{2, 16304, 5}, "06 04 81 80 00 05", ""},
+        {{2, 0xFFFFFFFF}, "06 05 90 80 80 80 4f", ""},
+        {{1}, "", "cannot encode OID shorter that 2"}, {{}, "", "cannot encode OID shorter that 2"},
+        {{0, 40}, "", "encoding invalid OID"}, {{1, 40}, "", "encoding invalid OID"},
+        {{3, 0}, "", "encoding invalid OID"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.oid.str());
         OutStream out;
         LogCapture cap;
-        out.addOID(c.oid, 0x06);
+        out.addOID(c.oid, tag::OBJECT_ID);
         EXPECT_EQ(written(out), c.octets);
         EXPECT_EQ(cap.text(), *c.diag ? "SNMP OutStream: " + std::string(c.diag) + "\n" : "");
         OID back;
@@ -153,8 +161,13 @@ TEST(Ber, ReaderAnswersAndDiagnostics) {
         {"30 80 00 00", 's', "-1 in 0", "we don't support indefinite lengths"},
         {"30 01 02", 'v', "-1", ""}, {"30 09 02 01 01", 'v', "-1", ""},
         {"02 01 05", 'e', "@0", "exitSeq when seqEndp is empty!"},
-        {"06 00", 'o', ".0.0", ""}, {"06 01 78", 'o', ".3.0", ""},  // 120 splits as 3.0
-        {"06 07 2b 9f ff ff ff 7f 01", 'o', ".1.3.4294967295.1", ""},  // an arc wraps
+        {"06 00", 'o', ".0.0", ""}, {"06 03 2b 80 01", 'o', ".1.3.1", ""},  // padding is harmless
+        // Every arc must fit in 32 bits, the second one under root 2 included.
+        {"06 07 2b 9f ff ff ff 7f 01", 'o', "fail", "malformed oid"},
+        {"06 07 2b 90 80 80 80 00 01", 'o', "fail", "malformed oid"},
+        {"06 06 90 80 80 80 50 01", 'o', "fail", "malformed oid"},
+        {"06 07 80 80 80 80 80 80 01", 'o', ".0.1", ""},
+        {"06 01 88 37 01", 'o', ".2.999", ""},  // a first sub-identifier runs on like a last one
         {"06 02 2b 86 07", 'o', ".1.3.775", ""},  // the last arc runs on past the length
         {"06 02 2b 86", 'o', "fail", "malformed oid"},
         {"06 02 2b 86 87", 'o', "fail", "malformed oid"},
