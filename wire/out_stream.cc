@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "platform/log.h"
+#include "wire/snmp_codes.h"
 
 namespace snmp {
 
@@ -13,6 +14,22 @@ namespace {
 
 // Only the program itself can ask for these, so they are faults, logged as errors.
 void say(const char* text) { LLOG(lm::errorLog()) << "SNMP OutStream: " << text << std::endl; }
+
+// A 32-bit value of either signedness takes at most a 00 lead and four octets.
+constexpr size_t kMaxIntOctets = 5;
+
+// Minimal two's complement contents of v (127 is 7f, 128 is 00 80, -128 is 80, -129 is
+// ff 7f): the first octet goes while its bits and the next octet's top bit all match.
+inline size_t intContents(int64_t v, unsigned char* out) {
+    size_t n = kMaxIntOctets;
+    while (n > 1) {
+        const int64_t top9 = v >> (8 * n - 9);
+        if (top9 != 0 && top9 != -1) break;
+        --n;
+    }
+    for (size_t i = n; i-- > 0;) *out++ = static_cast<unsigned char>(v >> (8 * i));
+    return n;
+}
 
 // Octets of one sub-identifier in base 128 (up to 5 for the 33 bits of 2.x).
 inline size_t subidOctets(uint64_t v) {
@@ -53,26 +70,14 @@ void OutStream::addLen(unsigned int n) {
 }
 
 void OutStream::add(unsigned int v, unsigned char tag) {
-    buf_.push_back(tag);
-    if (v < 0x80000000u) {
-        unsigned n = 4;
-        while (n > 1 && (v >> (8 * n - 9)) == 0) --n;
-        buf_.push_back(static_cast<unsigned char>(n));
-        for (unsigned i = n; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
-    } else if (tag != 0x02) {
-        // An unsigned type with the top bit set: a 00 lead keeps it positive.
-        buf_.push_back(5);
-        buf_.push_back(0);
-        for (unsigned i = 4; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
-    } else {
-        // A negative INTEGER: strip the FF octets, then put one back. One octet longer than
-        // minimal when the next octet already has its top bit set; kept so.
-        unsigned n = 4;
-        while (n > 0 && ((v >> (8 * (n - 1))) & 0xFF) == 0xFF) --n;
-        buf_.push_back(static_cast<unsigned char>(n + 1));
-        buf_.push_back(0xFF);
-        for (unsigned i = n; i-- > 0;) buf_.push_back(static_cast<unsigned char>(v >> (8 * i)));
-    }
+    // INTEGER is signed; every other tag with a 32-bit value (Counter32, Gauge32, TimeTicks,
+    // IpAddress...) is unsigned, so a 00 lead keeps a value with its top bit set positive.
+    const int64_t value = tag == tag::INTEGER ? int64_t{static_cast<int32_t>(v)} : int64_t{v};
+    unsigned char field[2 + kMaxIntOctets];
+    const size_t n = intContents(value, field + 2);
+    field[0] = tag;
+    field[1] = static_cast<unsigned char>(n);
+    buf_.insert(buf_.end(), field, field + 2 + n);
 }
 
 void OutStream::add(unsigned long long v, unsigned char tag) {

@@ -36,8 +36,9 @@ public:
 
     OutStream();
 
-    // Slot 0: a 32-bit integer with the given tag (unsigned tags get a 00 lead octet when
-    // the top bit is set; INTEGER 0x02 writes it as negative).
+    // Slot 0: a 32-bit integer with the given tag, in the fewest octets: INTEGER as signed
+    // (0xFFFFFFFF is -1, 02 01 ff), every other tag as unsigned (a 00 lead when the top bit
+    // is set).
     virtual void add(unsigned int v, unsigned char tag);
     // Slot 1: an object identifier; refused (nothing written) below two arcs, under a root
     // arc above 2, or under root 0 or 1 with a second arc of 40 or more.
