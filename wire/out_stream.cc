@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ostream>
 
@@ -141,7 +142,7 @@ void OutStream::addOID(const OID& oid, unsigned char tag) {
 void OutStream::startSeq(unsigned char tag) {
     buf_.push_back(tag);
     buf_.push_back(0);  // placeholder, patched by endSeq
-    seqStarts_.push_back(static_cast<uint32_t>(buf_.size()));
+    seqStarts_.push_back(buf_.size());
 }
 
 void OutStream::endSeq() {
@@ -171,28 +172,59 @@ void OutStream::endSeq() {
         buf_.insert(buf_.begin() + static_cast<std::ptrdiff_t>(o), ins, ins + 2);
         k = 2;
     }
-    if (k != 0) {
-        // A mark follows the octets it points at: it moves only when the insertion lies
-        // before it. The error offsets are left alone; the fields are written inside the
-        // PDU before any sequence that encloses them is closed.
-        if (authMark_ != 0 && authMark_ >= o) authMark_ += k;
-        if (scopedPduMark_ != 0 && scopedPduMark_ >= o) scopedPduMark_ += k;
-    }
+    if (k != 0) shiftOffsets(o, static_cast<std::ptrdiff_t>(k));
 }
 
-void OutStream::addErrorField(uint8_t& pos, unsigned char value) {
-    if (pos == 0) {
-        buf_.push_back(0x02);
-        buf_.push_back(0x01);
-        buf_.push_back(0x00);
-        pos = static_cast<uint8_t>(buf_.size() - 1);
-    }
-    if (pos < buf_.size()) buf_[pos] = value;
+void OutStream::shiftOffsets(size_t from, std::ptrdiff_t delta) {
+    const auto shift = [&](size_t& at) {
+        if (at >= from) at = static_cast<size_t>(static_cast<std::ptrdiff_t>(at) + delta);
+    };
+    for (size_t& start : seqStarts_) shift(start);
+    if (authMark_ != 0) shift(authMark_);
+    if (scopedPduMark_ != 0) shift(scopedPduMark_);
+    if (errorStatus_.at != ErrorField::npos) shift(errorStatus_.at);
+    if (errorIndex_.at != ErrorField::npos) shift(errorIndex_.at);
 }
 
-void OutStream::addErrorStatus(unsigned char status) { addErrorField(errorStatusPos_, status); }
+void OutStream::setErrorField(ErrorField& field, uint32_t value) {
+    if (field.at == ErrorField::npos) {
+        field = {buf_.size(), seqStarts_.size()};
+        const unsigned char zero[] = {tag::INTEGER, 1, 0};
+        buf_.insert(buf_.end(), zero, zero + sizeof zero);
+    }
+    // Only a direct edit of the buffer can have cut the field; there is nothing to patch.
+    if (field.at + 2 > buf_.size() || field.at + 2 + buf_[field.at + 1] > buf_.size()) return;
+    unsigned char enc[2 + kMaxIntOctets];
+    const size_t n = intContents(int64_t{value}, enc + 2);
+    enc[0] = tag::INTEGER;
+    enc[1] = static_cast<unsigned char>(n);
+    const size_t oldSize = 2 + size_t{buf_[field.at + 1]};
+    const size_t newSize = 2 + n;
+    const auto at = buf_.begin() + static_cast<std::ptrdiff_t>(field.at);
+    if (newSize != oldSize) {
+        // The lengths of closed sequences around the field are final and would be wrong.
+        size_t around = 0;
+        for (size_t start : seqStarts_) around += start <= field.at;
+        if (around < field.depth) {
+            say("error field resized after its sequence was closed");
+            return;
+        }
+        const size_t end = field.at + oldSize;
+        if (newSize > oldSize) {
+            buf_.insert(at + static_cast<std::ptrdiff_t>(oldSize), newSize - oldSize, 0);
+        } else {
+            buf_.erase(at + static_cast<std::ptrdiff_t>(newSize),
+                       at + static_cast<std::ptrdiff_t>(oldSize));
+        }
+        shiftOffsets(end, static_cast<std::ptrdiff_t>(newSize) -
+                              static_cast<std::ptrdiff_t>(oldSize));
+    }
+    std::copy(enc, enc + newSize, buf_.begin() + static_cast<std::ptrdiff_t>(field.at));
+}
 
-void OutStream::addErrorIndex(unsigned char index) { addErrorField(errorIndexPos_, index); }
+void OutStream::addErrorStatus(uint32_t status) { setErrorField(errorStatus_, status); }
+
+void OutStream::addErrorIndex(uint32_t index) { setErrorField(errorIndex_, index); }
 
 void OutStream::addByType(const std::string& text, unsigned char type) {
     switch (type) {
@@ -232,16 +264,20 @@ void OutStream::addVarBind(const VariableBinding& vb) {
 
 void OutStream::truncate(size_t n) {
     if (n >= buf_.size()) return;
+    // A field cut anywhere is forgotten: the next call writes it afresh.
+    for (ErrorField* f : {&errorStatus_, &errorIndex_}) {
+        if (f->at != ErrorField::npos && (f->at + 2 > n || f->at + 2 + buf_[f->at + 1] > n)) {
+            *f = ErrorField();
+        }
+    }
     buf_.resize(n);
     while (!seqStarts_.empty() && seqStarts_.back() > n) seqStarts_.pop_back();
-    if (errorStatusPos_ >= n) errorStatusPos_ = 0;
-    if (errorIndexPos_ >= n) errorIndexPos_ = 0;
     if (authMark_ > n) authMark_ = 0;
     if (scopedPduMark_ > n) scopedPduMark_ = 0;
 }
 
 OutStream::Snapshot OutStream::snapshot() const {
-    return Snapshot{buf_, seqStarts_, authMark_, scopedPduMark_, errorStatusPos_, errorIndexPos_};
+    return Snapshot{buf_, seqStarts_, authMark_, scopedPduMark_, errorStatus_, errorIndex_};
 }
 
 void OutStream::restore(const Snapshot& s) {
@@ -249,8 +285,8 @@ void OutStream::restore(const Snapshot& s) {
     seqStarts_ = s.seqStarts;
     authMark_ = s.authMark;
     scopedPduMark_ = s.scopedPduMark;
-    errorStatusPos_ = s.errorStatusPos;
-    errorIndexPos_ = s.errorIndexPos;
+    errorStatus_ = s.errorStatus;
+    errorIndex_ = s.errorIndex;
 }
 
 }  // namespace snmp

@@ -23,15 +23,23 @@ struct VariableBinding {
 
 class OutStream : public UberStream {
 public:
+    // An error field of the PDU: offset of its INTEGER tag (npos while unwritten) and how
+    // many sequences were open around it when it was written.
+    struct ErrorField {
+        static constexpr size_t npos = static_cast<size_t>(-1);
+        size_t at = npos;
+        size_t depth = 0;
+    };
+
     // Everything needed to go back to an earlier point of the message (traps rebuild the
     // tail once per target over one head).
     struct Snapshot {
         Buffer buf;
-        std::vector<uint32_t> seqStarts;
+        std::vector<size_t> seqStarts;
         size_t authMark = 0;
         size_t scopedPduMark = 0;
-        uint8_t errorStatusPos = 0;
-        uint8_t errorIndexPos = 0;
+        ErrorField errorStatus;
+        ErrorField errorIndex;
     };
 
     OutStream();
@@ -61,9 +69,13 @@ public:
     // A bare length: 1 octet, 81 n, or 82 + the low 16 bits (no wider form).
     void addLen(unsigned int n);
 
-    // The first call writes INTEGER 02 01 00; every call stores its value there.
-    void addErrorStatus(unsigned char status);
-    void addErrorIndex(unsigned char index);
+    // The error fields of a PDU. The first call writes INTEGER 02 01 00 where the message
+    // ends; every call then stores its value there in the fewest octets (300 is
+    // 02 02 01 2c), moving what follows the field: open sequences, the v3 marks and the
+    // other field. So the reply path may set them last, once the bindings are written, as
+    // long as the sequences around the field are still open.
+    void addErrorStatus(uint32_t status);
+    void addErrorIndex(uint32_t index);
 
     // A value from text: 0x06 dotted OID, 0x04 string, 0x05 null, 0x40 dotted quad,
     // 0x02/0x41/0x43/0x47 decimal; any other type writes nothing.
@@ -71,8 +83,8 @@ public:
     void addVarBind(const VariableBinding& vb);
 
     // SNMPv3 marks (0 while unset): offset of the authentication parameters' contents and
-    // offset where the scoped PDU starts. Widening a sequence moves a mark only when the
-    // inserted octets lie before it.
+    // offset where the scoped PDU starts. Widening a sequence or an error field moves a mark
+    // only when the inserted octets lie before it.
     size_t authMark() const { return authMark_; }
     void setAuthMark(size_t offset) { authMark_ = offset; }
     size_t scopedPduMark() const { return scopedPduMark_; }
@@ -91,13 +103,15 @@ public:
 protected:
     size_t authMark_ = 0;
     size_t scopedPduMark_ = 0;
-    std::vector<uint32_t> seqStarts_;  // first contents octet of each open sequence
-    // Kept to 8 bits on purpose: the error fields always sit in the first 255 octets.
-    uint8_t errorStatusPos_ = 0;
-    uint8_t errorIndexPos_ = 0;
+    std::vector<size_t> seqStarts_;  // first contents octet of each open sequence
+    ErrorField errorStatus_;
+    ErrorField errorIndex_;
 
 private:
-    void addErrorField(uint8_t& pos, unsigned char value);
+    void setErrorField(ErrorField& field, uint32_t value);
+    // After octets were inserted (delta > 0) or removed at from: every offset at or past it
+    // follows the octets it pointed at.
+    void shiftOffsets(size_t from, std::ptrdiff_t delta);
 };
 
 }  // namespace snmp
