@@ -145,6 +145,17 @@ void OutStream::startSeq(unsigned char tag) {
     seqStarts_.push_back(buf_.size());
 }
 
+namespace {
+
+// Octets a close adds after the placeholder for contents of len octets: 81 n or 82 hi lo.
+// None from 65,536 up either: endSeq refuses those and leaves the placeholder.
+size_t lengthWidening(size_t len) {
+    if (len < 128 || len >= 65536) return 0;
+    return len < 256 ? 1 : 2;
+}
+
+}  // namespace
+
 void OutStream::endSeq() {
     if (seqStarts_.empty()) {
         say("no sequence");
@@ -157,22 +168,23 @@ void OutStream::endSeq() {
         say("sequence too long");
         return;
     }
-    size_t k = 0;
-    if (len < 128) {
+    const size_t k = lengthWidening(len);
+    if (k == 0) {
         buf_[o - 1] = static_cast<unsigned char>(len);
-    } else if (len < 256) {
-        buf_[o - 1] = 0x81;
-        const unsigned char ins[1] = {static_cast<unsigned char>(len)};
-        buf_.insert(buf_.begin() + static_cast<std::ptrdiff_t>(o), ins, ins + 1);
-        k = 1;
-    } else {
-        buf_[o - 1] = 0x82;
-        const unsigned char ins[2] = {static_cast<unsigned char>(len >> 8),
-                                      static_cast<unsigned char>(len)};
-        buf_.insert(buf_.begin() + static_cast<std::ptrdiff_t>(o), ins, ins + 2);
-        k = 2;
+        return;
     }
-    if (k != 0) shiftOffsets(o, static_cast<std::ptrdiff_t>(k));
+    buf_[o - 1] = static_cast<unsigned char>(0x80 | k);  // long form: count of length octets
+    const unsigned char ins[2] = {static_cast<unsigned char>(len >> 8),
+                                  static_cast<unsigned char>(len)};
+    buf_.insert(buf_.begin() + static_cast<std::ptrdiff_t>(o), ins + 2 - k, ins + 2);
+    shiftOffsets(o, static_cast<std::ptrdiff_t>(k));
+}
+
+size_t OutStream::closedSize() const {
+    size_t size = buf_.size();
+    // Innermost first: each close's widening is part of the contents of the one around it.
+    for (size_t i = seqStarts_.size(); i-- > 0;) size += lengthWidening(size - seqStarts_[i]);
+    return size;
 }
 
 void OutStream::shiftOffsets(size_t from, std::ptrdiff_t delta) {

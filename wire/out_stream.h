@@ -96,6 +96,9 @@ public:
     // Cuts the message back to n octets; sequences opened beyond the cut are forgotten.
     void truncate(size_t n);
     size_t openSequences() const { return seqStarts_.size(); }
+    // The size the message would have if every open sequence were closed now (each close
+    // may widen its length to 81 n or 82 hi lo): what a reply is checked against its limit.
+    size_t closedSize() const;
 
     Snapshot snapshot() const;
     void restore(const Snapshot& s);

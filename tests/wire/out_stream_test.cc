@@ -1,8 +1,10 @@
 // The writer's patching of a reply after the fact: error fields set once the bindings are
-// written, checked against the same message built by an independent BER builder.
+// written, checked against the same message built by an independent BER builder, and the
+// size a message will have once its open sequences are closed.
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/request/ber_build.h"
 #include "tests/wire/test_util.h"
@@ -109,6 +111,33 @@ TEST(OutStream, ErrorFieldMinimalFormsAndClosedSequences) {
     out.addErrorStatus(status::GEN_ERR);
     EXPECT_EQ(test::toHex(out.data(), out.size()), "a2 09 02 01 05 04 04 74 61 69 6c");
     EXPECT_EQ(log.text(), "SNMP OutStream: error field resized after its sequence was closed\n");
+}
+
+// Up to three nested sequences, each led by an INTEGER, around one string whose length
+// takes every level across 127/128, 255/256 and up to the 65,535 limit.
+TEST(OutStream, ClosedSizeIsTheSizeAfterClosing) {
+    std::vector<size_t> lengths;
+    for (size_t n = 110; n <= 270; ++n) lengths.push_back(n);
+    for (size_t n = 65520; n <= 65536; ++n) lengths.push_back(n);
+    for (size_t depth = 1; depth <= 3; ++depth) {
+        for (size_t n : lengths) {
+            SCOPED_TRACE("depth " + std::to_string(depth) + " string " + std::to_string(n));
+            OutStream out;
+            for (size_t d = 0; d < depth; ++d) {
+                out.startSeq(tag::SEQUENCE);
+                out.add(1, tag::INTEGER);
+            }
+            out.add(std::string(n, 'x'), tag::OCTET_STRING);
+            test::LogCapture tooLong;  // the outer levels of the longest strings
+            const size_t predicted = out.closedSize();
+            for (size_t d = 0; d < depth; ++d) {
+                out.endSeq();
+                ASSERT_EQ(out.closedSize(), predicted);  // still true half closed
+            }
+            ASSERT_EQ(out.size(), predicted);
+        }
+    }
+    EXPECT_EQ(OutStream().closedSize(), 0u);
 }
 
 }  // namespace
