@@ -18,9 +18,16 @@ class Branch {
 public:
     explicit Branch(const OID& o) : oid(o) {}
     OID oid;
-    // true: this node answered the binding and wrote it to the reply.
+    // get: the instance c.suffix names below oid; true when it was written to the reply.
+    // false answers noSuchInstance (c.missing may say noSuchObject instead) or, with
+    // c.errorStatus set, fails the request with that status.
     virtual bool get(Context& c) = 0;
+    // getNext: the first instance after oid + c.suffix (an empty suffix asks for the first
+    // instance of all); one binding per call. false: nothing follows inside this node.
     virtual bool getNext(Context& c) = 0;
+    // set: called once per pass of the Set (c.setPhase: validate, commit, undo) with the
+    // instance arcs in c.setSuffix; false fails the request with c.errorStatus. Nothing is
+    // written to the reply, which echoes the request.
     virtual bool set(Context& c) = 0;
     virtual ~Branch();
 };

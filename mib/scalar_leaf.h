@@ -13,10 +13,18 @@ public:
 
     bool get(Context& c) override;
     bool getNext(Context& c) override;
+    // Follows the Set pass in Context::setPhase: validate checks the instance, that the
+    // object is writable and the value's type and length; commit writes it and keeps the
+    // record it replaced in Context::undoRecord; undo writes that record back.
     bool set(Context& c) override;
 
     Packer* packer;          // never null
     DataProvider* provider;  // null for constants
+
+private:
+    bool validateSet(Context& c);
+    bool commitSet(Context& c);
+    bool undoSet(Context& c);
 };
 
 }  // namespace snmp

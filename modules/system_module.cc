@@ -14,12 +14,12 @@
 #include "platform/bus.h"
 #include "platform/services.h"
 #include "platform/util.h"
+#include "wire/snmp_codes.h"
 
 namespace snmp {
 
 namespace {
 
-constexpr unsigned TAG_INTEGER = 0x02, TAG_OCTETS = 0x04, TAG_OID = 0x06, TAG_TIMETICKS = 0x43;
 // Layers served by a router: datalink (2), internet (3), end-to-end (4), applications (7).
 constexpr int SYS_SERVICES = 2 + 4 + 8 + 64;
 
@@ -45,6 +45,7 @@ struct Text : Data {
 // uname call), which bounded the whole agent under load.
 class SystemInfoProvider : public SingleProvider {
 public:
+    SystemInfoProvider() : SingleProvider(false) {}  // sysDescr and sysName are read-only
     Data* getData() override {
         const auto now = std::chrono::steady_clock::now();
         if (!haveCopy_ || now - fetchedAt_ >= KEEP_FOR) {
@@ -96,8 +97,7 @@ public:
     bool setData(Data* d) override {
         lm::message change;
         change.setString(key_, static_cast<Text*>(d)->value);
-        loop->cmdSet(change);
-        return true;
+        return !lm::isError(loop->cmdSet(change));
     }
 
 private:
@@ -109,20 +109,20 @@ private:
 void start_system_module() {
     const OID system("1.3.6.1.2.1.1");
     auto* info = new SystemInfoProvider;
-    addScalarLeaf(system + 1u, new DataStringPacker(&SystemInfo::description, TAG_OCTETS), info);
-    addScalarConstOIDLeaf(system + 2u, OID("1.3.6.1.4.1.47392.1"), TAG_OID);
-    addScalarLeaf(system + 3u, new DataNumPacker(&Ticks::value, TAG_TIMETICKS),
+    addScalarLeaf(system + 1u, new DataStringPacker(&SystemInfo::description, tag::OCTET_STRING), info);
+    addScalarConstOIDLeaf(system + 2u, OID("1.3.6.1.4.1.47392.1"), tag::OBJECT_ID);
+    addScalarLeaf(system + 3u, new DataNumPacker(&Ticks::value, tag::TIMETICKS),
                   new ProxyDataProvider([] {
                       auto* t = new Ticks;
                       t->value = lm::getJiffies() - loop->startJiffies;
                       return static_cast<Data*>(t);
                   }));
-    addScalarLeaf(system + 4u, new DataStringPacker(&Text::value, TAG_OCTETS),
+    addScalarLeaf(system + 4u, new DataStringPacker(&Text::value, tag::OCTET_STRING),
                   new SettingProvider(setting::CONTACT));
-    addScalarLeaf(system + 5u, new DataStringPacker(&SystemInfo::hostName, TAG_OCTETS), info);
-    addScalarLeaf(system + 6u, new DataStringPacker(&Text::value, TAG_OCTETS),
+    addScalarLeaf(system + 5u, new DataStringPacker(&SystemInfo::hostName, tag::OCTET_STRING), info);
+    addScalarLeaf(system + 6u, new DataStringPacker(&Text::value, tag::OCTET_STRING),
                   new SettingProvider(setting::LOCATION));
-    addScalarConstNumLeaf(system + 7u, SYS_SERVICES, TAG_INTEGER);
+    addScalarConstNumLeaf(system + 7u, SYS_SERVICES, tag::INTEGER);
 }
 
 }  // namespace snmp

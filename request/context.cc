@@ -1,5 +1,7 @@
 #include "request/context.h"
 
+#include "mib/data.h"
+
 namespace snmp {
 
 uint32_t Context::v3counters[6] = {};
@@ -21,16 +23,16 @@ bool Context::processSeqEnd() {
     return true;
 }
 
-void Context::processAddError(unsigned char tag) {
-    out.addOID(requestName, 0x06);
-    out.addNull(tag);
+void Context::processAddError(unsigned char valueTag) {
+    out.addOID(requestName, tag::OBJECT_ID);
+    out.addNull(valueTag);
 }
 
 void Context::addEndOfMibView(const OID& name) {
     while (repetitionsLeft != 0) {
-        out.startSeq(0x30);
-        out.addOID(name, 0x06);
-        out.addNull(0x82);
+        out.startSeq(tag::SEQUENCE);
+        out.addOID(name, tag::OBJECT_ID);
+        out.addNull(tag::END_OF_MIB_VIEW);
         out.endSeq();
         --repetitionsLeft;
     }

@@ -4,27 +4,35 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "wire/in_stream.h"
 #include "wire/oid.h"
 #include "wire/out_stream.h"
+#include "wire/snmp_codes.h"
 #include "wire/v3info.h"
 
 namespace snmp {
 
 class Item;
+class Data;
 
 // Bindings of one request that fall under one table, as (suffix below the prefix, slot).
 using Group = std::vector<std::pair<OID, int>>;
+
+// The passes of a Set: every binding is checked before any is written, and what was
+// written is put back when a later write fails.
+enum class SetPhase : uint8_t { validate, commit, undo };
 
 class Context {
 public:
     Context(const unsigned char* data, unsigned len, OutStream& out);
     virtual ~Context();
 
-    // Takes the following bindings that lie under prefix (see request/peek.cc).
+    // The binding being answered as a group of one: the engine asks a branch for one
+    // instance at a time (see request/peek.cc).
     virtual Group peek(const OID& prefix);
 
     bool processSeqStart();  // enters a binding and reads its name into requestName/suffix
@@ -46,8 +54,21 @@ public:
     uint32_t v3Error = 0;
     OID requestName;
     uint8_t pduType = 0;
-    uint8_t bindingIndex = 0;
-    uint8_t repetitionsLeft = 0;
+    uint32_t bindingIndex = 0;
+    uint32_t repetitionsLeft = 0;
+
+    // The message version (0 v1, 1 v2c, 3 v3).
+    int version = 0;
+    // What a Get answers in v2c for a name a branch does not answer: noSuchInstance, or
+    // noSuchObject when the branch knows no such object (set by the branch or the lookup).
+    uint8_t missing = tag::NO_SUCH_INSTANCE;
+    // The full name a GetNext step answered (the next GetBulk repetition starts after it).
+    OID answered;
+    // The pass of a Set, and the record a commit replaced, handed back for an undo.
+    SetPhase setPhase = SetPhase::commit;
+    std::unique_ptr<Data> undoRecord;
+    // The largest reply the manager and the transport accept.
+    size_t replyLimit = MAX_REPLY_SIZE;
 
     static uint32_t v3counters[6];
 };

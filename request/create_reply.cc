@@ -1,35 +1,15 @@
 #include "request/create_reply.h"
 
-#include <iostream>
-
+#include "request/binding_list.h"
 #include "request/context.h"
+#include "request/engine.h"
 #include "request/logs.h"
-#include "request/operations.h"
 #include "security/community_keep.h"
+#include "wire/snmp_codes.h"
 
 namespace snmp {
 
 namespace {
-
-constexpr unsigned char TAG_INTEGER = 0x02;
-constexpr unsigned char TAG_OCTETS = 0x04;
-constexpr unsigned char TAG_NULL = 0x05;
-constexpr unsigned char TAG_SEQUENCE = 0x30;
-constexpr unsigned char TAG_END_OF_MIB_VIEW = 0x82;
-constexpr unsigned char PDU_GET = 0xA0;
-constexpr unsigned char PDU_GETNEXT = 0xA1;
-constexpr unsigned char PDU_RESPONSE = 0xA2;
-constexpr unsigned char PDU_SET = 0xA3;
-constexpr unsigned char PDU_GETBULK = 0xA5;
-constexpr uint32_t MAX_BULK_REPETITIONS = 50;
-constexpr uint32_t CRITICAL = 0xFFFFFFFE;
-
-// A binding of requestName with a null-form value, in its own sequence.
-void echoNull(Context& c, unsigned char tag) {
-    c.out.startSeq(TAG_SEQUENCE);
-    c.processAddError(tag);
-    c.out.endSeq();
-}
 
 // v1/v2c admission: a known community of security level 0 used from an allowed source.
 bool admitCommunity(Context& c, const lm::IPAddr6& source) {
@@ -41,31 +21,63 @@ bool admitCommunity(Context& c, const lm::IPAddr6& source) {
         LLOG(slog) << "unknown community or not allowed" << std::endl;
         return false;
     }
-    c.out.add(community, TAG_OCTETS);
+    c.out.add(community, tag::OCTET_STRING);
     return true;
 }
 
-// The error exit: the failing binding echoed with NULL, the error fields set and, for
-// SNMPv1, every binding left in the request echoed with NULL too.
-void finishWithError(Context& c, int version, uint32_t status, bool inBinding) {
-    LLOG(dlog) << "error: " << errorStatusText(status) << std::endl;
-    if (inBinding) {
-        echoNull(c, TAG_NULL);
-        if (version == 0 && c.repetitionsLeft != 0) {
-            --c.repetitionsLeft;
-            for (; c.repetitionsLeft != 0; --c.repetitionsLeft) echoNull(c, TAG_NULL);
-        }
-        c.in.exitSeq();
+// SNMPv1 has five error statuses; the others map onto them as SNMPv1 managers expect.
+uint32_t v1Status(uint32_t s) {
+    switch (s) {
+        case status::NO_ERROR:
+        case status::TOO_BIG:
+        case status::NO_SUCH_NAME:
+        case status::BAD_VALUE:
+        case status::READ_ONLY:
+        case status::GEN_ERR:
+            return s;
+        case status::WRONG_VALUE:
+        case status::WRONG_ENCODING:
+        case status::WRONG_TYPE:
+        case status::WRONG_LENGTH:
+        case status::INCONSISTENT_VALUE:
+            return status::BAD_VALUE;
+        case status::NO_ACCESS:
+        case status::NOT_WRITABLE:
+        case status::NO_CREATION:
+        case status::INCONSISTENT_NAME:
+        case status::AUTHORIZATION_ERROR:
+            return status::NO_SUCH_NAME;
+        default:
+            return status::GEN_ERR;  // resourceUnavailable, commitFailed, undoFailed
     }
-    c.out.addErrorStatus(static_cast<unsigned char>(status));
-    if (status == 2) c.out.addErrorIndex(c.bindingIndex);
-    if (version == 0 && inBinding) {
-        while (!c.in.atEnd()) {
-            if (!c.processSeqStart()) break;
-            echoNull(c, TAG_NULL);
-            c.in.exitSeq();
-        }
+}
+
+// Replaces whatever the reply's binding list holds by the request's list as it arrived.
+void echoRequest(Context& c, const BindingList& list, size_t listMark) {
+    c.out.truncate(listMark);
+    c.out.add(list.raw(), static_cast<unsigned>(list.rawSize()), tag::SEQUENCE);
+}
+
+// The error reply: the request's bindings echoed (tooBig: an empty list, which is what is
+// sure to fit), the error status and index.
+void writeError(Context& c, const BindingList& list, size_t listMark, Outcome result) {
+    LLOG(dlog) << "error: " << errorStatusText(result.status) << std::endl;
+    if (result.status == status::TOO_BIG) {
+        c.out.truncate(listMark);
+        c.out.add(list.raw(), 0, tag::SEQUENCE);
+        result.index = 0;
+    } else {
+        echoRequest(c, list, listMark);
     }
+    c.out.addErrorStatus(c.version == version::V1 ? v1Status(result.status) : result.status);
+    c.out.addErrorIndex(result.index);
+}
+
+bool readSigned(InStream& in, int32_t* out) {
+    unsigned v = 0;
+    if (!in.getInt(&v)) return false;
+    *out = static_cast<int32_t>(v);
+    return true;
 }
 
 }  // namespace
@@ -77,16 +89,16 @@ bool createReply(Context& c, lm::IPAddr6& source) {
         LLOG(dlog) << "bad version" << std::endl;
         return false;
     }
-    c.out.startSeq(TAG_SEQUENCE);
-    c.out.add(static_cast<unsigned int>(version), TAG_INTEGER);
+    c.version = version;
+    c.out.startSeq(tag::SEQUENCE);
+    c.out.add(static_cast<unsigned int>(version), tag::INTEGER);
 
-    const unsigned char replyTag = PDU_RESPONSE;
-    if (version == 3) {
+    if (version == version::V3) {
         LLOG(dlog) << "bad v3 packet" << std::endl;
-        c.in.dump(std::cerr);
+        if (dlog.on()) c.in.dump(dlog.os());
         return false;
     }
-    if (version < 0 || version > 3) {
+    if (version < 0 || version > version::V3) {
         LLOG(dlog) << "peer version not supported" << std::endl;
         return false;
     }
@@ -97,98 +109,71 @@ bool createReply(Context& c, lm::IPAddr6& source) {
         LLOG(dlog) << "bad packet" << std::endl;
         return false;
     }
-    c.out.startSeq(replyTag);
+    c.out.startSeq(pdu::RESPONSE);
 
-    unsigned int requestId = 0, second = 0, third = 0;
-    if (!c.in.getInt(&requestId)) {
+    unsigned int requestId = 0;
+    int32_t second = 0, third = 0;
+    if (!c.in.getInt(&requestId) || !readSigned(c.in, &second) || !readSigned(c.in, &third)) {
         LLOG(dlog) << "bad packet" << std::endl;
         return false;
     }
-    c.out.add(requestId, TAG_INTEGER);
-    c.repetitionsLeft = 0;
-    if (!c.in.getInt(&second) || !c.in.getInt(&third)) {
-        LLOG(dlog) << "bad packet" << std::endl;
-        return false;
-    }
-    c.nonRepeaters = second;
-    uint32_t maxReps = third;
+    c.out.add(requestId, tag::INTEGER);
     c.out.addErrorStatus(0);
     c.out.addErrorIndex(0);
 
-    if (c.in.enterSeq() < 0) {
-        LLOG(dlog) << "bad packet" << std::endl;
-        return false;
-    }
-    c.out.startSeq(TAG_SEQUENCE);
-    c.bindingIndex = 1;
-
-    uint32_t (*handler)(Context&) = nullptr;
-    bool access = false;
-    uint32_t denial = 2;
+    bool access = c.item->readAccess;
+    uint32_t denial = status::NO_SUCH_NAME;
     switch (c.pduType) {
-        case PDU_GET:
-            handler = snmpGet;
+        case pdu::GET:
+        case pdu::GET_NEXT:
             break;
-        case PDU_GETNEXT:
-        case PDU_GETBULK:
-            handler = snmpGetNextGetBulk;
+        case pdu::GET_BULK:
+            if (version == version::V1) {
+                LLOG(dlog) << "GetBulk in an SNMPv1 message" << std::endl;
+                return false;
+            }
             break;
-        case PDU_SET:
-            handler = snmpSet;
-            denial = 4;
+        case pdu::SET:
+            access = c.item->writeAccess;
+            denial = status::READ_ONLY;
             break;
         default:
             LLOG(dlog) << "unknown request command: " << unsigned(c.pduType) << std::endl;
             return false;
     }
-    access = c.pduType == PDU_SET ? c.item->writeAccess : c.item->readAccess;
 
-    uint32_t status = 0;
-    bool inBinding = false;
-    if (c.pduType == PDU_GETBULK) {
-        if (maxReps > MAX_BULK_REPETITIONS) {
-            LLOG(dlog) << "error: max repetitions exceeded" << std::endl;
-            status = 1;
-        } else if (maxReps == 0 && c.nonRepeaters == 0) {
-            LLOG(dlog) << "error: no data requested" << std::endl;
-            status = 3;
-        }
+    // One list per process, reused: its names keep their capacity between requests.
+    static BindingList* list = new BindingList;
+    if (c.in.enterSeq() < 0 || !list->read(c.in, c.pduType == pdu::SET)) {
+        LLOG(dlog) << "bad packet" << std::endl;
+        return false;
+    }
+    const size_t listMark = c.out.size();
+    c.out.startSeq(tag::SEQUENCE);
+
+    Outcome result;
+    if (!access && list->size() != 0) {
+        result = {denial, denial == status::NO_SUCH_NAME ? 1u : 0u};
+    } else if (c.pduType == pdu::GET) {
+        result = answerGet(c, *list);
+    } else if (c.pduType == pdu::GET_NEXT) {
+        result = answerGetNext(c, *list);
+    } else if (c.pduType == pdu::GET_BULK) {
+        result = answerGetBulk(c, *list, second, third);
     } else {
-        maxReps = 0;
-        c.nonRepeaters = 0;
-        c.maxRepetitions = 0;
+        result = answerSet(c, *list);
     }
-
-    while (status == 0 && !c.in.atEnd()) {
-        if (!c.processSeqStart()) return false;
-        if (c.nonRepeaters == 0 && maxReps != 0) {
-            c.maxRepetitions = maxReps;
-            maxReps = 0;
-        }
-        if (!access) {
-            status = denial;
-            inBinding = true;
-            break;
-        }
-        uint32_t r = handler(c);
-        if (r >= CRITICAL) {
-            LLOG(dlog) << "critical error" << std::endl;
-            return false;
-        }
-        if (r != 0) {
-            status = r;
-            inBinding = true;
-            break;
-        }
-        if (c.pduType == PDU_GETBULK && c.repetitionsLeft != 0) {
-            std::cerr << "incomplete request " << unsigned(c.repetitionsLeft);
-            for (; c.repetitionsLeft != 0; --c.repetitionsLeft) echoNull(c, TAG_END_OF_MIB_VIEW);
-        }
-        c.in.exitSeq();
+    if (result.status >= status::CRITICAL) {
+        LLOG(dlog) << "critical error" << std::endl;
+        return false;
     }
-    if (status != 0) finishWithError(c, version, status, inBinding);
-
-    c.out.endSeq();  // binding list
+    if (result.status != status::NO_ERROR) {
+        writeError(c, *list, listMark, result);
+    } else if (c.pduType == pdu::SET) {
+        echoRequest(c, *list, listMark);  // a Set's reply is the request's bindings
+    } else {
+        c.out.endSeq();  // binding list
+    }
     c.out.endSeq();  // PDU
     c.out.endSeq();  // message
     return true;

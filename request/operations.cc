@@ -1,9 +1,9 @@
 #include "request/operations.h"
 
-#include <iostream>
-#include <sstream>
+#include <iterator>
 
 #include "mib/branch.h"
+#include "request/answered_binding.h"
 #include "request/context.h"
 #include "request/logs.h"
 
@@ -11,68 +11,89 @@ namespace snmp {
 
 namespace {
 
-// Debug trace lines go to the debug stream and, for the request path, to standard output.
-void trace(const std::string& line) {
-    dlog.os() << line << std::endl;
-    std::cout << line << std::endl;
-}
-
 // Entries whose node was never stored are treated as absent.
 BranchMap::iterator skipNull(BranchMap::iterator it, BranchMap& map) {
     while (it != map.end() && it->second == nullptr) ++it;
     return it;
 }
 
+// Asks one branch for its first instance after `after` (suffix: the part of `after` below
+// the branch when the branch covers it, else empty). 0 when it answered with a name past
+// `after` that the request's version can carry; noSuchName to move on to the next branch.
+uint32_t askBranch(Context& c, BranchMap::iterator it, const OID& after, bool covering,
+                   bool* stepOver) {
+    c.branchOid = it->first;
+    if (covering) {
+        c.suffix = after;
+        c.suffix.dropFront(it->first.size());
+    } else {
+        c.suffix.clear();
+    }
+    const size_t mark = c.out.size();
+    if (!it->second->getNext(c)) return c.errorStatus != 0 ? c.errorStatus : status::NO_SUCH_NAME;
+    uint8_t valueTag = 0;
+    if (!readAnswered(c.out, mark, &c.answered, &valueTag) || !(after < c.answered)) {
+        // A node that answers out of order would send walkers in circles: ignore it.
+        LLOG(dlog) << "getnext: " << it->first << " answered out of order" << std::endl;
+        c.out.truncate(mark);
+        return status::NO_SUCH_NAME;
+    }
+    if (c.version == version::V1 && valueTag == tag::COUNTER64) {
+        c.out.truncate(mark);  // SNMPv1 has no Counter64: the walk goes on after it
+        *stepOver = true;
+        return status::NO_SUCH_NAME;
+    }
+    return status::NO_ERROR;
+}
+
 }  // namespace
 
 uint32_t snmpGet(Context& c) {
-    if (dlog.on()) trace("get " + c.suffix.str());
+    if (dlog.on()) dlog.os() << "get " << c.suffix.str() << std::endl;
     BranchMap& map = branchMap();
     auto it = map.upper_bound(c.suffix);
-    if (it == map.begin()) return 2;
+    if (it == map.begin() || std::prev(it)->second == nullptr ||
+        !c.suffix.startsWith(std::prev(it)->first)) {
+        c.missing = tag::NO_SUCH_OBJECT;
+        return status::NO_SUCH_NAME;
+    }
     --it;
-    if (it->second == nullptr || c.suffix.size() < it->first.size() ||
-        !c.suffix.startsWith(it->first))
-        return 2;
     c.branchOid = it->first;
     c.suffix.dropFront(it->first.size());
-    return it->second->get(c) ? 0 : 2;
+    c.missing = tag::NO_SUCH_INSTANCE;
+    if (it->second->get(c)) return status::NO_ERROR;
+    return c.errorStatus != 0 ? c.errorStatus : status::NO_SUCH_NAME;
 }
 
 uint32_t snmpGetNextGetBulk(Context& c) {
-    if (dlog.on()) {
-        std::ostringstream line;
-        line << "getnextgetbulk " << c.suffix.str() << " reps:" << c.maxRepetitions
-             << " nonreps:" << c.nonRepeaters;
-        trace(line.str());
-    }
+    if (dlog.on()) dlog.os() << "getnext " << c.requestName.str() << std::endl;
     BranchMap& map = branchMap();
-    auto it = map.upper_bound(c.suffix);
-    if (it != map.begin()) {
-        --it;
-        if (!c.suffix.startsWith(it->first)) ++it;
-    }
-    bool movedOn = false;
-    for (;; ++it) {
-        it = skipNull(it, map);
-        if (it == map.end()) return 2;
-        const OID& k = it->first;
-        bool cut = false;
-        if (c.suffix.size() >= k.size() && !movedOn) {
-            // Cut by position, whether or not the name begins with k (kept as it is).
-            c.suffix.dropFront(k.size());
-            c.branchOid = k;
-            cut = true;
-            if (dlog.on()) std::cout << "getnext found match   " << k.str() << std::endl;
-        } else {
-            c.suffix.clear();
-            c.branchOid = k;
-            if (dlog.on()) std::cout << "getnext found         " << k.str() << std::endl;
+    // The name to follow; a copy would cost an allocation per binding, so an SNMPv1 step over
+    // a Counter64 moves requestName itself (v1 never answers with that name).
+    const OID& after = c.requestName;
+    for (;;) {
+        // The branch covering `after` is asked for what follows inside it; every later
+        // branch for its first instance.
+        auto it = map.upper_bound(after);
+        bool covering = false;
+        if (it != map.begin() && std::prev(it)->second != nullptr &&
+            after.startsWith(std::prev(it)->first)) {
+            --it;
+            covering = true;
         }
-        if (it->second->getNext(c)) return 0;
-        if (c.errorStatus != 0) return c.errorStatus;
-        if (cut) movedOn = true;
+        bool stepOver = false;
+        for (it = skipNull(it, map); it != map.end(); it = skipNull(++it, map), covering = false) {
+            const uint32_t r = askBranch(c, it, after, covering, &stepOver);
+            if (r == status::NO_ERROR) return r;
+            if (stepOver) break;
+            if (r != status::NO_SUCH_NAME) return r;
+        }
+        if (!stepOver) break;
+        c.requestName = c.answered;  // the Counter64 instance v1 cannot carry
     }
+    LLOG(dlog) << "EOMV" << std::endl;
+    c.missing = tag::END_OF_MIB_VIEW;
+    return status::NO_SUCH_NAME;
 }
 
 bool getNextCompletion(Context& c) {
@@ -80,7 +101,7 @@ bool getNextCompletion(Context& c) {
     BranchMap& map = branchMap();
     auto it = skipNull(map.upper_bound(c.branchOid), map);
     if (it == map.end()) {
-        std::cerr << "EOMV" << std::endl;
+        LLOG(dlog) << "EOMV" << std::endl;
         return true;
     }
     c.suffix.clear();
@@ -89,18 +110,23 @@ bool getNextCompletion(Context& c) {
 }
 
 uint32_t snmpSet(Context& c) {
-    c.setName = c.suffix;
+    c.setName = c.requestName;
+    c.setSuffix.clear();
     if (dlog.on()) dlog.os() << "set " << c.setName << std::endl;
     BranchMap& map = branchMap();
     BranchMap::iterator it;
     for (;;) {
-        if (c.setName.empty()) return 2;
+        if (c.setName.empty()) return status::NO_SUCH_NAME;
         it = map.find(c.setName);
         if (it != map.end() && it->second != nullptr) break;
         c.setSuffix.insert(c.setSuffix.begin(), c.setName.back());
         c.setName.popBack();
     }
-    return it->second->set(c) ? 0 : 2;
+    c.branchOid = it->first;
+    c.suffix.clear();
+    c.suffix.arcs().assign(c.setSuffix.begin(), c.setSuffix.end());
+    if (it->second->set(c)) return status::NO_ERROR;
+    return c.errorStatus != 0 ? c.errorStatus : status::NO_SUCH_NAME;
 }
 
 }  // namespace snmp

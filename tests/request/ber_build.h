@@ -29,13 +29,13 @@ inline Bytes tlv(uint8_t tag, const Bytes& body) {
     return out;
 }
 
-inline Bytes cat(std::initializer_list<Bytes> parts) {
+inline Bytes cat(const std::vector<Bytes>& parts) {
     Bytes out;
     for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
     return out;
 }
 
-inline Bytes seq(std::initializer_list<Bytes> parts, uint8_t tag = 0x30) { return tlv(tag, cat(parts)); }
+inline Bytes seq(const std::vector<Bytes>& parts, uint8_t tag = 0x30) { return tlv(tag, cat(parts)); }
 
 // Minimal two's-complement INTEGER (or an unsigned application type when tag != 2).
 inline Bytes integer(int64_t v, uint8_t tag = 0x02) {
@@ -69,7 +69,7 @@ inline Bytes vb(const std::string& name, const Bytes& value) { return seq({oid(n
 
 // A whole community-based message.
 inline Bytes message(int version, const std::string& community, uint8_t pdu, int32_t requestId,
-                     int64_t f2, int64_t f3, std::initializer_list<Bytes> bindings) {
+                     int64_t f2, int64_t f3, const std::vector<Bytes>& bindings) {
     Bytes list = tlv(0x30, cat(bindings));
     return seq({integer(version), octets(community),
                 tlv(pdu, cat({integer(requestId), integer(f2), integer(f3), list}))});

@@ -32,6 +32,10 @@ void registerTestMib() {
     snmp::addScalarLeaf(OID("1.3.6.1.4.1.99.1"),
                         new snmp::DataNumPacker(&TextRecord::number, 0x42), new NoDataProvider);
     snmp::addScalarConstNumLeaf(OID("1.3.6.1.4.1.99.2"), 5, 0x02);
+    snmp::addScalarLeaf(OID("1.3.6.1.4.1.99.3"), new snmp::ConstBignumPacker(1ull << 40, 0x46),
+                        nullptr);
+    snmp::addScalarLeaf(OID("1.3.6.1.4.1.99.4"),
+                        new snmp::DataNumPacker(&TextRecord::number, 0x02), new RefusingProvider);
 }
 
 namespace {
@@ -63,8 +67,10 @@ void RequestTest::SetUp() {
     addRecord(*keep_, 2, "secure", true, 1, "0.0.0.0/0");
     addRecord(*keep_, 3, "lan", false, 0, "10.0.0.0/255.0.0.0");
     addRecord(*keep_, 4, "six", false, 0, "::1/128");
+    addRecord(*keep_, 5, longCommunity_, false, 0, "127.0.0.0/8");
     registerTestMib();
     contactProvider().stored.text = "noc";
+    contactProvider().writes = 0;
 }
 
 void RequestTest::TearDown() {

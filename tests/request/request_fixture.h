@@ -31,13 +31,23 @@ public:
     }
 };
 
+// Has a record, but every write to it fails (a service that refuses the change).
+class RefusingProvider : public snmp::SingleProvider {
+public:
+    snmp::Data* getData() override { return new TextRecord; }
+    bool setData(snmp::Data*) override { return false; }
+};
+
 class NoDataProvider : public snmp::SingleProvider {
 public:
     snmp::Data* getData() override { return nullptr; }
     bool setData(snmp::Data*) override { return false; }
 };
 
-// Process-wide: the MIB registry never shrinks, so it is filled once.
+// Process-wide: the MIB registry never shrinks, so it is filled once. In name order:
+// sysDescr, sysObjectID, sysUpTime (constants), sysContact (writable, in memory),
+// sysServices (constant); 99.1 (no data), 99.2 (constant 5), 99.3 (Counter64 constant),
+// 99.4 (writable, every write refused) under 1.3.6.1.4.1.
 MemoryProvider& contactProvider();
 void registerTestMib();
 
@@ -50,6 +60,8 @@ protected:
 
     std::string root_;
     std::unique_ptr<snmp::CommunityKeep> keep_;
+    // A read-only community of 250 octets: the reply's header is longer than 255 octets.
+    const std::string longCommunity_ = std::string(250, 'r');
 };
 
 }  // namespace reqtest
