@@ -1,8 +1,7 @@
-#include <iostream>
-
 #include "mib/branch.h"
 #include "mib/packers.h"
 #include "mib/scalar_leaf.h"
+#include "platform/log.h"
 
 namespace snmp {
 
@@ -13,14 +12,24 @@ BranchMap& branchMap() {
     return *map;
 }
 
+namespace {
+
+// One line per registered branch, for whoever debugs a module's registration.
+lm::lstream& mibLog() {
+    static lm::lstream stream("mib");
+    return stream;
+}
+
+}  // namespace
+
 Branch*& addBranch(const OID& oid) {
     BranchMap& map = branchMap();
     auto it = map.lower_bound(oid);
     if (it != map.end() && !(oid < it->first)) {
-        std::cout << "replacing branch (dup): " << oid << std::endl;
+        LLOG(lm::warningLog()) << "replacing branch (dup): " << oid << std::endl;
         return it->second;
     }
-    std::cerr << "addBranch " << oid << std::endl;
+    LLOG(mibLog()) << "addBranch " << oid << std::endl;
     return map.emplace_hint(it, oid, nullptr)->second;
 }
 
