@@ -16,7 +16,7 @@ expect_match "v2c bulkwalk of the system group" "\.$SYS\.2\.0 = OID: \.1\.3\.6\.
   snmp snmpbulkwalk -v2c -c public "$(target)" $SYS
 expect_match "v2c getnext from the group root" "\.$SYS\.1\.0 = STRING" \
   snmp snmpgetnext -v2c -c public "$(target)" $SYS
-expect_output "v2c get of a missing instance" "noSuchName" \
+expect_output "v2c get of a missing instance" "No Such Instance" \
   snmp snmpget -v2c -c public "$(target)" $SYS.1.1
 
 # Access: unknown community and a source outside the record's prefixes get no answer;
