@@ -59,7 +59,8 @@ public:
     bool getString(std::string* out);
     // Points into the buffer (no copy); returns the length, 0 on failure or when empty.
     int getStringBuf(unsigned char*& out);
-    // Reuses *out's capacity; *out is changed only on success.
+    // Reuses *out's capacity; *out is changed only on success. An arc wider than 32 bits
+    // is malformed.
     bool getOID(OID* out);
     // Whole contents including the leading unused-bits octet.
     bool getBits(std::vector<unsigned char>* out);

@@ -49,6 +49,13 @@ inline unsigned char* putSubid(uint64_t v, unsigned char* out) {
     return out;
 }
 
+// Octets a close adds after the placeholder for contents of len octets: 81 n or 82 hi lo.
+// None from 65,536 up either: endSeq refuses those and leaves the placeholder.
+size_t lengthWidening(size_t len) {
+    if (len < 128 || len >= 65536) return 0;
+    return len < 256 ? 1 : 2;
+}
+
 }  // namespace
 
 OutStream::OutStream() {
@@ -144,17 +151,6 @@ void OutStream::startSeq(unsigned char tag) {
     buf_.push_back(0);  // placeholder, patched by endSeq
     seqStarts_.push_back(buf_.size());
 }
-
-namespace {
-
-// Octets a close adds after the placeholder for contents of len octets: 81 n or 82 hi lo.
-// None from 65,536 up either: endSeq refuses those and leaves the placeholder.
-size_t lengthWidening(size_t len) {
-    if (len < 128 || len >= 65536) return 0;
-    return len < 256 ? 1 : 2;
-}
-
-}  // namespace
 
 void OutStream::endSeq() {
     if (seqStarts_.empty()) {
