@@ -13,6 +13,8 @@ namespace snmp {
 class Context;
 class Packer;
 class DataProvider;
+class Table;
+class ColumnarBranch;
 
 class Branch {
 public:
@@ -41,5 +43,7 @@ void addScalarConstNumLeaf(const OID& oid, int value, unsigned type);
 void addScalarConstOIDLeaf(const OID& oid, const OID& value, unsigned type);
 void addScalarConstStringLeaf(const OID& oid, const std::string& value, unsigned type);
 void addScalarLeaf(const OID& oid, Packer* packer, DataProvider* provider);
+// A table under its entry OID; add its columns with ColumnarBranch::addLeaf.
+ColumnarBranch* addColumnarBranch(const OID& oid, Table* table);
 
 }  // namespace snmp

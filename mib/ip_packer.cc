@@ -1,10 +1,10 @@
 #include <arpa/inet.h>
 
 #include <cstring>
-#include <iostream>
 
 #include "mib/packers.h"
 #include "request/context.h"
+#include "request/logs.h"
 
 namespace snmp {
 
@@ -18,7 +18,7 @@ void IPPacker::unpack(Data* d, Context& c) {
     std::string s;
     if (!c.in.getString(&s)) return;
     if (s.size() != 4) {
-        std::cerr << "bad ipv4 address" << std::endl;
+        LLOG(dlog) << "bad ipv4 address" << std::endl;
         return;
     }
     unsigned v;
@@ -56,7 +56,7 @@ void IP6Packer::unpack(Data* d, Context& c) {
     std::string s;
     if (!c.in.getString(&s)) return;
     if (s.size() != 16) {
-        std::cerr << "bad ipv6 address" << std::endl;
+        LLOG(dlog) << "bad ipv6 address" << std::endl;
         return;
     }
     lm::IPAddr6 a;

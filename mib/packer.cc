@@ -1,21 +1,21 @@
 #include "mib/packer.h"
 
-#include <iostream>
+#include "platform/log.h"
 
 namespace snmp {
 
 OID Packer::getAsKey(const Data*) {
-    std::cerr << "BUG: Packer::getAsKey called" << std::endl;
+    LLOG(lm::errorLog()) << "BUG: Packer::getAsKey called" << std::endl;
     return OID();
 }
 
 bool Packer::addKeyToMessage(OID&, lm::message&, unsigned) {
-    std::cerr << "BUG: Packer::addKeyToMessage called" << std::endl;
+    LLOG(lm::errorLog()) << "BUG: Packer::addKeyToMessage called" << std::endl;
     return false;
 }
 
 void Packer::addKeyToMessage(const Data*, lm::message&, unsigned) {
-    std::cerr << "BUG: Packer::addKeyToMessage called" << std::endl;
+    LLOG(lm::errorLog()) << "BUG: Packer::addKeyToMessage called" << std::endl;
 }
 
 Packer::~Packer() = default;

@@ -1,4 +1,5 @@
 #include "mib/branch.h"
+#include "mib/columnar_branch.h"
 #include "mib/packers.h"
 #include "mib/scalar_leaf.h"
 #include "platform/log.h"
@@ -55,6 +56,13 @@ void addScalarConstStringLeaf(const OID& oid, const std::string& value, unsigned
     Branch*& slot = addBranch(oid);
     Packer* packer = new ConstStringPacker(value, type, 0);
     slot = new ScalarLeaf(oid, packer, nullptr);
+}
+
+ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
+    Branch*& slot = addBranch(oid);
+    auto* branch = new ColumnarBranch(oid, table);
+    slot = branch;
+    return branch;
 }
 
 }  // namespace snmp

@@ -1,7 +1,6 @@
-#include <iostream>
-
 #include "mib/packers.h"
 #include "request/context.h"
+#include "request/logs.h"
 
 namespace snmp {
 
@@ -12,7 +11,7 @@ void StringPacker::pack(Context& c, const Data* d) {
 void StringPacker::unpack(Data* d, Context& c) {
     std::string s;
     if (!c.in.getString(&s)) return;
-    std::cerr << "unpacked s = " << s << std::endl;
+    LLOG(dlog) << "unpacked s = " << s << std::endl;
     set(d, s);
 }
 
@@ -21,7 +20,7 @@ OID StringPacker::getAsKey(const Data* d) {
     OID key;
     if (fixedLength != 0) {
         if (s.size() != fixedLength) {
-            std::cerr << "inconsistent key length" << std::endl;
+            LLOG(dlog) << "inconsistent key length" << std::endl;
             return OID();
         }
     } else {

@@ -6,8 +6,12 @@ namespace snmp {
 
 uint32_t Context::v3counters[6] = {};
 
+namespace {
+uint64_t lastSerial = 0;
+}  // namespace
+
 Context::Context(const unsigned char* data, unsigned len, OutStream& o)
-    : in(data, len), out(o) {}
+    : in(data, len), out(o), serial(++lastSerial) {}
 
 Context::~Context() = default;
 

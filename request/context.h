@@ -69,6 +69,8 @@ public:
     std::unique_ptr<Data> undoRecord;
     // The largest reply the manager and the transport accept.
     size_t replyLimit = MAX_REPLY_SIZE;
+    // Different for every Context of the process: tables keep rows for one request only.
+    uint64_t serial;
 
     static uint32_t v3counters[6];
 };

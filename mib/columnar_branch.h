@@ -1,0 +1,48 @@
+// ColumnarBranch: one conceptual SNMP table under its entry OID. A name below it is the
+// column number followed by the row's index suffix; rows come from the branch's Table,
+// values from one packer per column. Every operation answers one instance: the rows a
+// request fetches are kept for the rest of that request, so several columns of a row, or
+// the repetitions of a GetBulk, cost one bus query per page of rows.
+#pragma once
+
+#include <map>
+#include <set>
+
+#include "mib/branch.h"
+#include "mib/row_cache.h"
+
+namespace snmp {
+
+class Table;
+
+class ColumnarBranch : public Branch {
+public:
+    ColumnarBranch(const OID& oid, Table* table) : Branch(oid), table(table) {}
+
+    bool get(Context& c) override;
+    // The walk is column by column: every row of a column, then the next column's first
+    // row, then nothing (the engine goes on in the next branch).
+    bool getNext(Context& c) override;
+    bool set(Context& c) override;
+    ~ColumnarBranch() override;
+
+    // Inserts a column or replaces its packer. A read-only column answers Set with
+    // notWritable before anything is written.
+    void addLeaf(unsigned column, Packer* packer, bool writable = true);
+
+    std::map<unsigned, Packer*> columns;
+    Table* table;
+
+private:
+    bool writeInstance(Context& c, unsigned column, Packer* packer, const OID& index,
+                       const Data* row);
+    bool validateSet(Context& c, Packer* packer, const OID& index);
+    bool commitSet(Context& c, Packer* packer, const OID& index);
+    bool undoSet(Context& c, const OID& index);
+
+    std::set<unsigned> readOnly_;
+    RowCache cache_;
+    OID scratch_;  // the answered name, kept to reuse its capacity
+};
+
+}  // namespace snmp

@@ -1,0 +1,98 @@
+#include "mib/row_cache.h"
+
+#include <algorithm>
+
+#include "mib/table.h"
+#include "request/logs.h"
+
+namespace snmp {
+
+void RowCache::beginRequest(uint64_t serial) {
+    if (serial == serial_) return;
+    serial_ = serial;
+    pages_.clear();
+}
+
+RowCache::Page& RowCache::keep(VData* rows, Table& table) {
+    Page& page = pages_.emplace_back();
+    page.owner.reset(rows);
+    if (rows) {
+        for (const Data* d : rows->rows)
+            if (d) page.rows.push_back({table.getKey(d), d});
+    }
+    std::stable_sort(page.rows.begin(), page.rows.end(),
+                     [](const Row& a, const Row& b) { return a.index < b.index; });
+    return page;
+}
+
+const Data* RowCache::row(Table& table, const OID& index) {
+    for (const Page& page : pages_)
+        for (const Row& r : page.rows)
+            if (r.index == index) return r.data;
+    const Key key = table.createKey(index, true);
+    if (key.bad || key.empty()) return nullptr;
+    const Page& page = keep(table.get(key), table);
+    for (const Row& r : page.rows)
+        if (r.index == index) return r.data;
+    return nullptr;  // no such row, or the service answered another one
+}
+
+// The successor of after within a page that covers it; *known is false when the page
+// cannot tell (after lies beyond what it holds).
+const Data* RowCache::successorIn(const Page& page, const OID& after, bool fromStart, OID* index,
+                                  bool* known) const {
+    *known = false;
+    if (!page.range) return nullptr;
+    if (!page.fromStart && (fromStart || after < page.from)) return nullptr;
+    auto it = fromStart ? page.rows.begin()
+                        : std::upper_bound(page.rows.begin(), page.rows.end(), after,
+                                           [](const OID& a, const Row& r) { return a < r.index; });
+    if (it != page.rows.end()) {
+        *known = true;
+        *index = it->index;
+        return it->data;
+    }
+    *known = page.complete;
+    return nullptr;
+}
+
+const Data* RowCache::next(Table& table, const OID& after, bool fromStart, unsigned pageSize,
+                           OID* index) {
+    bool known = false;
+    for (const Page& page : pages_) {
+        const Data* d = successorIn(page, after, fromStart, index, &known);
+        if (known) return d;
+    }
+    VData* rows = nullptr;
+    if (fromStart) {
+        rows = table.getFirst(pageSize);
+    } else {
+        Key key = table.createKey(after, false);
+        if (key.bad) return nullptr;
+        if (!key.empty() && !key.relaxed) key.skipFirst = true;  // the named row is not wanted
+        rows = table.getNext(key, pageSize);
+    }
+    const size_t fetched = rows ? rows->size() : 0;
+    Page& page = keep(rows, table);
+    page.range = true;
+    page.fromStart = fromStart;
+    page.from = after;
+    // Rows at or before the name asked are the service's mistake: never answered.
+    if (!fromStart) {
+        const auto firstAfter =
+            std::upper_bound(page.rows.begin(), page.rows.end(), after,
+                             [](const OID& a, const Row& r) { return a < r.index; });
+        if (firstAfter != page.rows.begin()) {
+            LLOG(dlog) << "table: " << (firstAfter - page.rows.begin())
+                       << " row(s) at or before the name asked" << std::endl;
+        }
+        page.rows.erase(page.rows.begin(), firstAfter);
+    }
+    // A short page ends the table; so does a full one with nothing past the name, rather
+    // than ask the same again.
+    page.complete = fetched < pageSize || page.rows.empty();
+    const Data* d = successorIn(page, after, fromStart, index, &known);
+    return d;
+}
+
+}  // namespace snmp
