@@ -6,6 +6,7 @@
 #include "mib/packers.h"
 #include "platform/message.h"
 #include "request/context.h"
+#include "request/logs.h"
 
 namespace {
 
@@ -20,10 +21,16 @@ struct Row : snmp::Data {
     unsigned long long big = 0;
 };
 
+// What f writes to the log, the debug stream included (per-request lines such as a bad
+// Set value are written only when debug logging is on).
 std::string captureStderr(const std::function<void()>& f) {
+    const bool wasOn = snmp::dlog.on();
+    snmp::dlog.enable(true);
     testing::internal::CaptureStderr();
     f();
-    return testing::internal::GetCapturedStderr();
+    std::string out = testing::internal::GetCapturedStderr();
+    snmp::dlog.enable(wasOn);
+    return out;
 }
 
 TEST(Packers, IndexFormsOfEveryFamily) {
