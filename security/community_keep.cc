@@ -1,5 +1,9 @@
 #include "security/community_keep.h"
 
+#include <string>
+
+#include "platform/bus.h"
+
 namespace snmp {
 
 CommunityKeep* communityKeep = nullptr;
@@ -54,16 +58,20 @@ lm::message CommunityKeep::doAdd(lm::AMapItem* item) { return doSet(nullptr, ite
 
 lm::message CommunityKeep::doSet(lm::AMapItem* existing, lm::AMapItem* incoming) {
     const std::string& name = static_cast<Item*>(incoming)->name;
+    if (name.size() > MAX_NAME_OCTETS)
+        return lm::errorMsg(
+            "community name longer than " + std::to_string(MAX_NAME_OCTETS) + " octets",
+            lm::err::REFUSED);
     for (const auto& [id, item] : items()) {
         if (existing && id == existing->id) continue;
         if (static_cast<Item*>(item)->name == name)
-            return lm::errorMsg("community with the same name already exists!", 0xFE0006);
+            return lm::errorMsg("community with the same name already exists!", lm::err::REFUSED);
     }
     return lm::message();
 }
 
 lm::message CommunityKeep::doRemove(lm::AMapItem* item) {
-    if (item->id == 0) return lm::errorMsg("can not remove default community", 0xFE0006);
+    if (item->id == 0) return lm::errorMsg("can not remove default community", lm::err::REFUSED);
     return lm::message();
 }
 

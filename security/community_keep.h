@@ -4,6 +4,7 @@
 // names, and keys localised to the agent's engine id.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -15,6 +16,9 @@
 namespace snmp {
 
 constexpr const char* COMMUNITIES_STORE = "/lumo/store/snmp-communities";
+// The longest name a record may have: the size of a DisplayString, so that every name can
+// be shown and typed by a manager. Adds and renames beyond it are refused.
+constexpr size_t MAX_NAME_OCTETS = 255;
 
 class CommunityKeep : public lm::AMap {
 public:
@@ -38,7 +42,8 @@ public:
     const Octets& engineId() const { return engineId_; }
     bool engineIdSet() const { return engineIdSet_; }
 
-    // Object-map hooks: an empty reply accepts, lm::errorMsg(text, 0xFE0006) refuses.
+    // Object-map hooks: an empty reply accepts, lm::errorMsg(text, 0xFE0006) refuses (a name
+    // already used by another record, a name longer than MAX_NAME_OCTETS, removing id 0).
     lm::message doAdd(lm::AMapItem* item) override;
     lm::message doSet(lm::AMapItem* existing, lm::AMapItem* incoming) override;
     lm::message doRemove(lm::AMapItem* item) override;

@@ -80,6 +80,8 @@ expect_exit "duplicate add refused" 1 "community with the same name already exis
 expect_exit "renaming onto a used name refused" 1 "community with the same name already exists!" \
   ctl snmp community set ops name=lan
 expect_exit "the default record stays" 1 "can not remove default community" ctl snmp community remove public
+expect_exit "a name over 255 octets refused" 1 "^error 0xFE0006: community name longer than 255 octets$" \
+  ctl snmp community add "$(printf '%*s' 256 '' | tr ' ' n)"
 expect_exit "unknown record" 1 'no community "nobody"' ctl snmp community remove nobody
 ctl snmp community remove lan >/dev/null
 expect_exit "removed record is gone" 1 'no community "lan"' ctl snmp community print lan

@@ -21,6 +21,7 @@ using namespace itemkey;
 
 constexpr uint32_t PROGRAM = 5100;
 const std::string SAME = "community with the same name already exists!";
+const std::string LONG = "community name longer than 255 octets";
 
 class CommunityKeepTest : public ::testing::Test {
 protected:
@@ -83,12 +84,16 @@ TEST_F(CommunityKeepTest, FreshStoreHoldsExactlyTheDefaultRecord) {
     EXPECT_TRUE(keep_->store().has(0)) << "written at once";
 }
 
-TEST_F(CommunityKeepTest, NamesStayUniqueAndTheDefaultStays) {
+TEST_F(CommunityKeepTest, NamesStayUniqueShortAndTheDefaultStays) {
     const uint32_t ops = add("ops"), upper = add("Public");  // case matters
+    const std::string longest(MAX_NAME_OCTETS, 'n'), tooLong(MAX_NAME_OCTETS + 1, 'n');
     ASSERT_TRUE(ops != 0xFFFFFFFF && upper != 0xFFFFFFFF);
     const struct { uint32_t command; lm::message req; std::string refusal; } cases[] = {
         {lm::cmd::ADD, lm::message().setString(NAME, "public"), SAME},
         {lm::cmd::OBJECT_SET, object(ops).setString(NAME, "public"), SAME},
+        {lm::cmd::ADD, lm::message().setString(NAME, tooLong), LONG},
+        {lm::cmd::OBJECT_SET, object(ops).setString(NAME, tooLong), LONG},
+        {lm::cmd::OBJECT_SET, object(0).setString(NAME, tooLong), LONG},
         {lm::cmd::OBJECT_SET, object(ops).setString(NAME, "ops").setBool(WRITE_ACCESS, true), ""},
         {lm::cmd::OBJECT_SET, object(0).setString(NAME, "monitor"), ""},  // may be renamed
         {lm::cmd::OBJECT_SET, object(upper).setString(NAME, "monitor"), SAME},
@@ -102,6 +107,7 @@ TEST_F(CommunityKeepTest, NamesStayUniqueAndTheDefaultStays) {
     EXPECT_EQ(keep_->record(0)->name, "monitor");
     EXPECT_EQ(keep_->record(upper), nullptr);
     EXPECT_EQ(keep_->items().size(), 2u);
+    EXPECT_NE(add(longest), 0xFFFFFFFFu) << "the longest name is accepted";
 
     EXPECT_EQ(keep_->find("ops"), keep_->record(ops));  // exact names only
     EXPECT_EQ(keep_->find("monitor"), keep_->record(0));
