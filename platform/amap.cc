@@ -1,8 +1,9 @@
 // AMap: an object map over a store. The hooks see every change before it is made; a refusal
 // leaves both memory and store untouched.
-#include <iostream>
 
 #include "platform/amap.h"
+
+#include "platform/log.h"
 
 namespace lm {
 
@@ -27,7 +28,8 @@ AMap::~AMap() {
 
 bool AMap::init() {
     if (!store_.isOpen()) {
-        std::cerr << "object map: store " << store_.filePath() << " is unusable" << std::endl;
+        LLOG(errorLog()) << "object map: store " << store_.filePath() << " is unusable"
+                         << std::endl;
         return false;
     }
     for (uint32_t record : store_.records()) {

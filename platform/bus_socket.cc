@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <iostream>
 
 #include "platform/bus_internal.h"
 #include "platform/util.h"
@@ -72,13 +71,13 @@ SocketBus::~SocketBus() {
 bool SocketBus::listen(uint32_t programId) {
     std::string dir = resolvePath("/lumo/bus");
     if (!makeDirs(dir)) {
-        std::cerr << "bus: cannot create " << dir << ": " << strerror(errno) << std::endl;
+        LLOG(errorLog()) << "bus: cannot create " << dir << ": " << strerror(errno) << std::endl;
         return false;
     }
     std::string file = socketFile(programId);
     sockaddr_un addr;
     if (!socketAddress(file, addr)) {
-        std::cerr << "bus: socket path too long: " << file << std::endl;
+        LLOG(errorLog()) << "bus: socket path too long: " << file << std::endl;
         return false;
     }
     // A file left by a program that died is removed; a live program keeps its endpoint.
@@ -87,8 +86,8 @@ bool SocketBus::listen(uint32_t programId) {
         bool alive = connect(probe, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
         close(probe);
         if (alive) {
-            std::cerr << "bus: " << programText(programId) << " is already listening at " << file
-                      << std::endl;
+            LLOG(errorLog()) << "bus: " << programText(programId) << " is already listening at "
+                             << file << std::endl;
             return false;
         }
     }
@@ -96,7 +95,8 @@ bool SocketBus::listen(uint32_t programId) {
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
         ::listen(fd, 128) != 0) {
-        std::cerr << "bus: cannot listen at " << file << ": " << strerror(errno) << std::endl;
+        LLOG(errorLog()) << "bus: cannot listen at " << file << ": " << strerror(errno)
+                         << std::endl;
         if (fd >= 0) close(fd);
         return false;
     }
@@ -116,7 +116,7 @@ void SocketBus::onAccept(int listenFd) {
             if (errno == EINTR) continue;
             if (errno == EMFILE || errno == ENFILE) {
                 // Out of descriptors: pause accepting instead of spinning on a ready socket.
-                std::cerr << "bus: cannot accept: " << strerror(errno) << std::endl;
+                LLOG(errorLog()) << "bus: cannot accept: " << strerror(errno) << std::endl;
                 runner_.removeSocket(listenFd);
                 runner_.addTimer(100, [this, listenFd] { watchListener(listenFd); });
             } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
@@ -200,8 +200,8 @@ void SocketBus::processFrames(const ConnPtr& c) {
         FrameReader::Result r = c->in.next(m, error);
         if (r == FrameReader::NEED_MORE) return;
         if (r == FrameReader::BAD) {
-            std::cerr << "bus: " << programText(looper_.programId())
-                      << ": dropping connection: " << error << std::endl;
+            LLOG(warningLog()) << "bus: " << programText(looper_.programId())
+                               << ": dropping connection: " << error << std::endl;
             drop(c, "bad frame");
             return;
         }
@@ -257,8 +257,8 @@ bool SocketBus::queue(const ConnPtr& c, const bytes& frame, bool& untouched) {
     } else {
         untouched = false;
         if (c->out.size() - c->outOff + frame.size() > MAX_PENDING_OUT) {
-            std::cerr << "bus: peer is not reading; dropping connection with "
-                      << c->out.size() - c->outOff << " bytes pending" << std::endl;
+            LLOG(warningLog()) << "bus: peer is not reading; dropping connection with "
+                               << c->out.size() - c->outOff << " bytes pending" << std::endl;
             return false;
         }
         if (c->outOff > c->out.size() / 2) {
@@ -389,9 +389,9 @@ message SocketBus::waitReply(const ConnPtr& c, uint32_t program, uint32_t seq,
             FrameReader::Result r = c->in.next(m, error);
             if (r == FrameReader::NEED_MORE) break;
             if (r == FrameReader::BAD) {
-                std::cerr << "bus: " << programText(looper_.programId())
-                          << ": dropping connection to " << programText(program) << ": "
-                          << error << std::endl;
+                LLOG(warningLog())
+                    << "bus: " << programText(looper_.programId()) << ": dropping connection to "
+                    << programText(program) << ": " << error << std::endl;
                 return broken("bad frame");
             }
             if (!m.getBool(key::IS_REPLY)) {
@@ -438,8 +438,8 @@ Delivery SocketBus::send(uint32_t program, const message& m) {
                        << " dropped" << std::endl;
         return Delivery::NO_PROGRAM;
     case BUSY:
-        std::cerr << "bus: " << programText(program) << " accepts no connection; command "
-                  << m.command() << " dropped" << std::endl;
+        LLOG(warningLog()) << "bus: " << programText(program) << " accepts no connection; command "
+                           << m.command() << " dropped" << std::endl;
         return Delivery::DROPPED;
     default: return Delivery::FAILED;
     }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 #include "platform/bus_internal.h"
 
@@ -73,7 +72,8 @@ ThinRunner& Looper::runner() { return *runner_; }
 
 void Looper::addHandler(uint32_t id, Handler* h) {
     if (id == 0 || !h) {
-        std::cerr << "bus: handler 0 is the looper itself; addHandler(0) ignored" << std::endl;
+        LLOG(errorLog()) << "bus: handler 0 is the looper itself; addHandler(0) ignored"
+                         << std::endl;
         return;
     }
     impl_->handlers[id] = h;
@@ -90,8 +90,8 @@ Handler* Looper::handler(uint32_t id) const {
 bool Looper::listen(uint32_t programId) {
     if (impl_->memory) {
         if (Looper* other = memoryBusFind(programId); other && other != this) {
-            std::cerr << "bus: program " << programId << " is already on the in-memory bus"
-                      << std::endl;
+            LLOG(errorLog()) << "bus: program " << programId << " is already on the in-memory bus"
+                             << std::endl;
             return false;
         }
         memoryBusRegister(programId, this);

@@ -14,8 +14,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 
+#include "platform/log.h"
 #include "platform/util.h"
 
 namespace lm {
@@ -148,8 +148,8 @@ bool writeAll(int fd, const bytes& data) {
 Store::Store(const std::string& logicalPath, unsigned /*flags*/) : file_(resolvePath(logicalPath)) {
     open_ = makeDirs(dirOf(file_));
     if (!open_) {
-        std::cerr << "store " << file_ << ": cannot create directory " << dirOf(file_) << ": "
-                  << strerror(errno) << std::endl;
+        LLOG(errorLog()) << "store " << file_ << ": cannot create directory " << dirOf(file_)
+                         << ": " << strerror(errno) << std::endl;
         return;
     }
     load();
@@ -218,18 +218,21 @@ bool Store::load() {
     switch (readFile(file_, data, why)) {
     case ReadResult::MISSING: return true;
     case ReadResult::FAILED:
-        std::cerr << "store " << file_ << ": cannot read (" << why << "), starting empty" << std::endl;
+        LLOG(errorLog()) << "store " << file_ << ": cannot read (" << why << "), starting empty"
+                         << std::endl;
         return false;
     case ReadResult::OK: break;
     }
     if (parseStore(data, records_, why)) return true;
     records_.clear();
     const std::string aside = file_ + ".corrupt";
-    if (rename(file_.c_str(), aside.c_str()) == 0)
-        std::cerr << "store " << file_ << ": corrupt (" << why << "), moved aside to " << aside << std::endl;
-    else
-        std::cerr << "store " << file_ << ": corrupt (" << why << "), cannot move aside to " << aside
-                  << ": " << strerror(errno) << std::endl;
+    if (rename(file_.c_str(), aside.c_str()) == 0) {
+        LLOG(errorLog()) << "store " << file_ << ": corrupt (" << why << "), moved aside to "
+                         << aside << std::endl;
+    } else {
+        LLOG(errorLog()) << "store " << file_ << ": corrupt (" << why << "), cannot move aside to "
+                         << aside << ": " << strerror(errno) << std::endl;
+    }
     return false;
 }
 
@@ -274,14 +277,17 @@ bool Store::save() {
     if (!ok) {
         const int e = errno;
         unlink(tmp.c_str());
-        std::cerr << "store " << file_ << ": cannot save (" << step << ": " << strerror(e) << ")" << std::endl;
+        LLOG(errorLog()) << "store " << file_ << ": cannot save (" << step << ": " << strerror(e)
+                         << ")" << std::endl;
         return false;
     }
     // The rename is durable only once the directory entry is on disk. If that fsync fails
     // the new file is already the visible one, so the change stands (and is reported).
     const int dfd = open(dirOf(file_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dfd < 0 || fsync(dfd) != 0)
-        std::cerr << "store " << file_ << ": directory fsync failed: " << strerror(errno) << std::endl;
+    if (dfd < 0 || fsync(dfd) != 0) {
+        LLOG(warningLog()) << "store " << file_ << ": directory fsync failed: " << strerror(errno)
+                           << std::endl;
+    }
     if (dfd >= 0) close(dfd);
     return true;
 }

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <iostream>
 
 #include "platform/bus_internal.h"
 
@@ -29,7 +28,9 @@ uint32_t epollEvents(unsigned events) {
 
 ThinRunner::Impl::Impl() {
     epfd_ = epoll_create1(EPOLL_CLOEXEC);
-    if (epfd_ < 0) std::cerr << "runner: epoll_create1 failed: " << strerror(errno) << std::endl;
+    if (epfd_ < 0) {
+        LLOG(errorLog()) << "runner: epoll_create1 failed: " << strerror(errno) << std::endl;
+    }
 }
 
 ThinRunner::Impl::~Impl() {
@@ -50,7 +51,8 @@ void ThinRunner::Impl::addSocket(int fd, unsigned events, SocketCallback cb) {
         op = EPOLL_CTL_MOD;
     }
     if (epoll_ctl(epfd_, op, fd, &ev) != 0) {
-        std::cerr << "runner: cannot watch socket " << fd << ": " << strerror(errno) << std::endl;
+        LLOG(errorLog()) << "runner: cannot watch socket " << fd << ": " << strerror(errno)
+                         << std::endl;
         if (op == EPOLL_CTL_MOD) tokenOfFd_.erase(fd);
         return;
     }

@@ -2,8 +2,8 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
+#include "platform/log.h"
 #include "security/usm_crypto.h"
 
 namespace snmp {
@@ -40,7 +40,7 @@ bool cryptMessage(const V3Info& info, const Octets& key, const unsigned char* in
         putU32(iv + 4, info.msgAuthoritativeEngineTime);
         std::memcpy(iv + 8, salt.data(), SALT_SIZE);
     } else {
-        std::cerr << "unknown cipher" << std::endl;
+        LLOG(lm::errorLog()) << "unknown cipher" << std::endl;
         std::abort();
     }
 

@@ -1,6 +1,5 @@
 // HMAC of a whole SNMPv3 message from the record's precomputed pad block.
-#include <iostream>
-
+#include "platform/log.h"
 #include "security/usm_crypto.h"
 #include "security/usm_md_ctx.h"
 
@@ -21,7 +20,7 @@ bool digestMessage(Octets& result, const unsigned char* msg, size_t msgLen, cons
     unsigned char inner[EVP_MAX_MD_SIZE];
     unsigned int innerLen = 0;
     if (!EVP_DigestInit_ex(ctx, md, nullptr)) {
-        std::cerr << "usm: digest init failed\n";
+        LLOG(lm::errorLog()) << "usm: digest init failed\n";
         return false;
     }
     EVP_DigestUpdate(ctx, dKey.data(), 64);

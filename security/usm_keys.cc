@@ -1,8 +1,8 @@
 // Password to key, localisation and the HMAC pad block.
 #include <cstdlib>
-#include <iostream>
 #include <memory>
 
+#include "platform/log.h"
 #include "security/usm_crypto.h"
 #include "security/usm_md_ctx.h"
 
@@ -14,7 +14,7 @@ EVP_MD_CTX* threadMdCtx() {
     };
     thread_local std::unique_ptr<EVP_MD_CTX, Free> ctx(EVP_MD_CTX_new());
     if (!ctx) {
-        std::cerr << "usm: out of memory for a digest context\n";
+        LLOG(lm::errorLog()) << "usm: out of memory for a digest context\n";
         std::abort();
     }
     return ctx.get();
@@ -28,7 +28,7 @@ Octets finish(EVP_MD_CTX* ctx, const EVP_MD* md) {
     Octets out(EVP_MD_get_size(md));
     unsigned int n = 0;
     if (!EVP_DigestFinal_ex(ctx, out.data(), &n)) {
-        std::cerr << "usm: digest failed\n";
+        LLOG(lm::errorLog()) << "usm: digest failed\n";
         return {};
     }
     out.resize(n);
@@ -50,7 +50,7 @@ Octets passwordToAKey(const std::string& password, const EVP_MD* md) {
 
     EVP_MD_CTX* ctx = threadMdCtx();
     if (!EVP_DigestInit_ex(ctx, md, nullptr)) {
-        std::cerr << "usm: digest init failed\n";
+        LLOG(lm::errorLog()) << "usm: digest init failed\n";
         return {};
     }
     for (size_t left = PASSWORD_STREAM; left > 0;) {
@@ -70,7 +70,7 @@ Octets aKeyToBKey(const Octets& aKey, const Octets& engineId, const EVP_MD* md) 
     if (!md) return {};
     EVP_MD_CTX* ctx = threadMdCtx();
     if (!EVP_DigestInit_ex(ctx, md, nullptr)) {
-        std::cerr << "usm: digest init failed\n";
+        LLOG(lm::errorLog()) << "usm: digest init failed\n";
         return {};
     }
     EVP_DigestUpdate(ctx, aKey.data(), aKey.size());

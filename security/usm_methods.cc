@@ -1,8 +1,7 @@
 // The digest table and the OpenSSL providers the agent needs.
 #include <openssl/provider.h>
 
-#include <iostream>
-
+#include "platform/log.h"
 #include "security/usm_crypto.h"
 
 namespace snmp {
@@ -20,11 +19,14 @@ void initCrypto() {
         // DES lives in the legacy provider; loading any provider explicitly stops OpenSSL
         // from loading the default one on its own, so both are loaded here.
         legacyProvider = OSSL_PROVIDER_load(nullptr, "legacy");
-        if (!legacyProvider)
-            std::cerr << "usm: cannot load the OpenSSL legacy provider, DES privacy will fail\n";
+        if (!legacyProvider) {
+            LLOG(lm::warningLog())
+                << "usm: cannot load the OpenSSL legacy provider, DES privacy will fail\n";
+        }
         defaultProvider = OSSL_PROVIDER_load(nullptr, "default");
-        if (!defaultProvider)
-            std::cerr << "usm: cannot load the OpenSSL default provider\n";
+        if (!defaultProvider) {
+            LLOG(lm::errorLog()) << "usm: cannot load the OpenSSL default provider\n";
+        }
         methods[0] = EVP_md5();
         methods[1] = EVP_sha1();
         return true;
