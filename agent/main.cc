@@ -5,11 +5,12 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <iostream>
 
 #include "agent/snmp_looper.h"
 #include "modules/modules.h"
 #include "platform/bus.h"
+#include "platform/log.h"
+#include "request/logs.h"
 #include "security/usm_crypto.h"
 
 namespace {
@@ -29,13 +30,14 @@ void seedRandom() {
 
 }  // namespace
 
+// The start-up trace lines name the statements they precede: debug stream only.
 int main() {
     using namespace snmp;
-    std::cerr << "loop = new SnmpLooper();" << std::endl;
+    LLOG(dlog) << "loop = new SnmpLooper();" << std::endl;
     seedRandom();
     initCrypto();
     loop = new SnmpLooper();
-    std::cerr << "loop->init();" << std::endl;
+    LLOG(dlog) << "loop->init();" << std::endl;
     loop->init();
 
     // Built-in modules, in their fixed order: system, IP, bridge, interfaces, entity,

@@ -2,10 +2,11 @@
 // answer would stall every SNMP request behind it: the wait is fixed at 1000 ms and a
 // program that is not there is never asked again.
 #include <algorithm>
-#include <iostream>
 
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
+#include "platform/log.h"
+#include "request/logs.h"
 
 namespace snmp {
 
@@ -20,23 +21,27 @@ constexpr int QUERY_TIMEOUT_MS = 1000;
 
 }  // namespace
 
+// Every line here is written per query, that is per SNMP request: debug streams only,
+// except the one line that blacklists a program, which is written once per program.
 lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
     const std::vector<uint32_t> dest = request.destination();
     const uint32_t program = dest.empty() ? 0 : dest[0];
     std::vector<uint32_t>& blacklist = blacklistedPrograms();
     if (std::find(blacklist.begin(), blacklist.end(), program) != blacklist.end()) {
-        std::cout << "skipping due to blacklisted program: " << program << std::endl;
+        LLOG(dlog) << "skipping due to blacklisted program: " << program << std::endl;
         return lm::failedMsg("");
     }
     lm::message reply = lm::Looper::exchangeMessage(request, QUERY_TIMEOUT_MS);
     uint32_t code = 0;
     std::string text;
     if (lm::isError(reply, code, text)) {
-        std::cerr << "exchange error: " << text << std::endl;
-        request.dump(std::cout, "");
-        reply.dump(std::cout, "");
+        LLOG(dlog) << "exchange error: " << text << std::endl;
+        if (dlog.on()) {
+            request.dump(dlog.os(), "");
+            reply.dump(dlog.os(), "");
+        }
         if (code == lm::err::NO_PROGRAM) {
-            std::cout << "blacklisting " << program << std::endl;
+            LLOG(lm::warningLog()) << "blacklisting " << program << std::endl;
             blacklist.push_back(program);
         }
     }

@@ -1,10 +1,9 @@
 // The agent settings object: one bus object that is at once the persisted record 0 of
 // "/lumo/store/snmpd", the get reply and the set request.
-#include <iostream>
-
 #include "agent/settings_keys.h"
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
+#include "platform/log.h"
 #include "platform/util.h"
 #include "security/community_keep.h"
 #include "traps/scribers.h"
@@ -125,7 +124,7 @@ void SnmpLooper::init() {
         // A start soon after system boot restarts the counter; a later restart counts up.
         uint32_t stored = saved.getU32(key::ENGINE_BOOTS, 0);
         engineBoots = lm::getUptime() < BOOTS_RESTART_UPTIME ? 0 : stored + 1;
-        std::cerr << "engineBoots = " << engineBoots << std::endl;
+        LLOG(lm::infoLog()) << "engineBoots = " << engineBoots << std::endl;
         setEngineIdText(saved.getString(key::ENGINE_ID));
         enabled = saved.getBool(key::ENABLED, false);
         store.put(0, getConfig());
@@ -139,8 +138,9 @@ void SnmpLooper::init() {
 lm::message SnmpLooper::cmdSet(const lm::message& req) {
     lm::message old = getConfig();
     old.setU32(lm::key::COMMAND, lm::cmd::SET);
-    if (const auto* from = req.findU32Array(lm::key::SENDER); from && !from->empty())
-        std::cerr << "cmd_set from " << (*from)[0] << std::endl;
+    if (const auto* from = req.findU32Array(lm::key::SENDER); from && !from->empty()) {
+        LLOG(lm::infoLog()) << "cmd_set from " << (*from)[0] << std::endl;
+    }
 
     if (req.hasString(key::TRAP_COMMUNITY_NAME)) trapCommunityName = req.getString(key::TRAP_COMMUNITY_NAME);
     if (req.hasString(key::CONTACT)) contact = req.getString(key::CONTACT);
@@ -151,7 +151,7 @@ lm::message SnmpLooper::cmdSet(const lm::message& req) {
     if (const auto* gens = req.findU32Array(key::TRAP_GENERATORS)) {
         for (Scribers& s : scribers) {
             if (s.unsubscribe) s.unsubscribe();
-            std::cerr << "unsubscribed from " << s.name << std::endl;
+            LLOG(lm::infoLog()) << "unsubscribed from " << s.name << std::endl;
         }
         std::vector<uint32_t> unique;
         for (uint32_t id : *gens) {
@@ -161,7 +161,7 @@ lm::message SnmpLooper::cmdSet(const lm::message& req) {
             unique.push_back(id);
             if (id < scribers.size()) {
                 if (scribers[id].subscribe) scribers[id].subscribe();
-                std::cerr << "subscribed to " << scribers[id].name << std::endl;
+                LLOG(lm::infoLog()) << "subscribed to " << scribers[id].name << std::endl;
             }
         }
         trapGenerators = std::move(unique);

@@ -1,10 +1,11 @@
 #include "agent/snmp_looper.h"
 
 #include <cstdlib>
-#include <iostream>
 
 #include "agent/trap_handler.h"
+#include "platform/log.h"
 #include "platform/util.h"
+#include "request/logs.h"
 #include "security/community_keep.h"
 #include "security/ids.h"
 #include "traps/scribers.h"
@@ -22,21 +23,25 @@ uint16_t configuredPort() {
         char* end = nullptr;
         unsigned long port = std::strtoul(env, &end, 10);
         if (*end == '\0' && port > 0 && port < 65536) return static_cast<uint16_t>(port);
-        std::cerr << "LUMO_SNMP_PORT: not a port number: " << env << std::endl;
+        LLOG(lm::warningLog()) << "LUMO_SNMP_PORT: not a port number: " << env << std::endl;
     }
     return 161;
 }
 
 }  // namespace
 
+// The start-up trace lines name the statements they precede; they help only someone
+// following the start in the code, so they go to the debug stream.
 SnmpLooper::SnmpLooper()
     : lm::Looper(0, 0), store(SETTINGS_STORE, 5), port_(configuredPort()) {
-    if (!listen(AGENT_PROGRAM)) std::cerr << "cannot open the agent's bus endpoint" << std::endl;
-    std::cerr << "communityKeep = new CommunityKeep;" << std::endl;
+    if (!listen(AGENT_PROGRAM)) {
+        LLOG(lm::errorLog()) << "cannot open the agent's bus endpoint" << std::endl;
+    }
+    LLOG(dlog) << "communityKeep = new CommunityKeep;" << std::endl;
     auto* keep = new CommunityKeep;  // lives for the process
-    std::cerr << "communityKeep->init();" << std::endl;
+    LLOG(dlog) << "communityKeep->init();" << std::endl;
     keep->init();
-    std::cerr << "addHandler(snmp::ID_COMMUNITIES, communityKeep);" << std::endl;
+    LLOG(dlog) << "addHandler(snmp::ID_COMMUNITIES, communityKeep);" << std::endl;
     addHandler(ID_COMMUNITIES, keep);
     addHandler(ID_TRAPS, new TrapHandler);
     startUptime = lm::getUptime();

@@ -6,9 +6,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
 #include "agent/snmp_looper.h"
+#include "platform/log.h"
 #include "request/context.h"
 #include "request/create_reply.h"
 #include "wire/out_stream.h"
@@ -76,7 +76,7 @@ void SnmpLooper::enable() {
     } else {
         fd = socket(AF_INET, SOCK_DGRAM, 0);
         if (fd < 0) {
-            std::cerr << "cannot create service connection" << std::endl;
+            LLOG(lm::errorLog()) << "cannot create service connection" << std::endl;
             return;
         }
         auto* addr4 = reinterpret_cast<sockaddr_in*>(&addr6);
@@ -88,7 +88,7 @@ void SnmpLooper::enable() {
     setFlag(fd, SOL_SOCKET, SO_REUSEADDR);
     if (bind(fd, reinterpret_cast<sockaddr*>(&addr6), sizeof addr6) != 0) {
         close(fd);
-        std::cerr << "cannot create service connection" << std::endl;
+        LLOG(lm::errorLog()) << "cannot create service connection" << std::endl;
         return;
     }
     sock = fd;
