@@ -15,6 +15,10 @@
 
 namespace {
 
+constexpr uint32_t STARTUP_DELAY_MS = 100;      // the start-up callback runs once the loop does
+constexpr uint32_t PLATFORM_PROGRAM = 1;        // receives the ready message
+constexpr uint32_t READY_PROGRAM = 0x08000005;  // ready message: the program that is ready
+
 // Request ids and v3 message ids of traps come from rand(): seed it from /dev/urandom,
 // falling back on the time (a short read keeps the time's remaining bytes).
 void seedRandom() {
@@ -45,11 +49,11 @@ int main() {
     start_system_module();
 
     loop->startSubscribers();
-    loop->runner().addTimer(100, [] { loop->startup(); });
+    loop->runner().addTimer(STARTUP_DELAY_MS, [] { loop->startup(); });
 
     lm::message ready;
-    ready.setU32Array(lm::key::DEST, {1});
-    ready.setU32(0x08000005, AGENT_PROGRAM);
+    ready.setU32Array(lm::key::DEST, {PLATFORM_PROGRAM});
+    ready.setU32(READY_PROGRAM, AGENT_PROGRAM);
     loop->sendCmd(ready, lm::cmd::READY);
 
     loop->run();

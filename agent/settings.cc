@@ -17,12 +17,20 @@ namespace {
 namespace key = setting;
 
 constexpr uint32_t FLAG_DEFAULTS = 0x20000000;
+constexpr uint32_t DEFAULT_GET_FLAGS = 5;  // what a get without flags stands for
 constexpr uint32_t BOOTS_RESTART_UPTIME = 40;
+// The platform's loop policy, passed as it is.
+constexpr uint32_t POLICY_ID = 1;
+constexpr uint32_t POLICY_VALUE = 128;
+constexpr uint32_t NO_INTERFACE = 0xFFFFFFFF;  // a filter element without its id
+// Change notifications name an object of a list; the settings object is the handler itself.
+constexpr uint32_t WHOLE_OBJECT = 0xFFFFFFFF;
 
 void readFilter(const lm::message& m) {
     interfaceFilter.clear();
     if (const auto* list = m.findMsgArray(key::INTERFACE_FILTER))
-        for (const lm::message& e : *list) interfaceFilter.insert(e.getU32(key::FILTER_ID, 0xFFFFFFFF));
+        for (const lm::message& e : *list)
+            interfaceFilter.insert(e.getU32(key::FILTER_ID, NO_INTERFACE));
 }
 
 lm::message defaultsMessage() {
@@ -32,7 +40,7 @@ lm::message defaultsMessage() {
     d.setString(key::ENGINE_ID, "");
     d.setMsgArray(key::TARGETS, {});
     d.setU32(key::TRAP_VERSION, 0);
-    d.setU32(key::TRAP_COMMUNITY_ID, 0xFFFFFFFF);
+    d.setU32(key::TRAP_COMMUNITY_ID, NO_TRAP_COMMUNITY);
     d.setU32Array(key::TRAP_GENERATORS, {});
     d.setBool(key::ENABLED, false);
     return d;
@@ -105,12 +113,13 @@ lm::message SnmpLooper::getObject(uint32_t) { return getConfig(); }
 
 lm::message SnmpLooper::cmdGet(const lm::message& req) {
     lm::message reply = getConfig();
-    if (req.getU32(lm::key::FLAGS, 5) & FLAG_DEFAULTS) reply.setMsg(lm::key::DEFAULTS, defaultsMessage());
+    if (req.getU32(lm::key::FLAGS, DEFAULT_GET_FLAGS) & FLAG_DEFAULTS)
+        reply.setMsg(lm::key::DEFAULTS, defaultsMessage());
     return reply;
 }
 
 void SnmpLooper::init() {
-    addPolicy(1, 128);
+    addPolicy(POLICY_ID, POLICY_VALUE);
     lm::message saved;
     if (store.get(0, saved)) {
         trapCommunityName = saved.getString(key::TRAP_COMMUNITY_NAME);
@@ -118,7 +127,7 @@ void SnmpLooper::init() {
         location = saved.getString(key::LOCATION);
         readTargets(saved);
         trapVersion = saved.getU32(key::TRAP_VERSION, 0);
-        trapCommunityId = saved.getU32(key::TRAP_COMMUNITY_ID, 0xFFFFFFFF);
+        trapCommunityId = saved.getU32(key::TRAP_COMMUNITY_ID, NO_TRAP_COMMUNITY);
         if (const auto* gens = saved.findU32Array(key::TRAP_GENERATORS)) trapGenerators = *gens;
         if (saved.hasMsgArray(key::INTERFACE_FILTER)) readFilter(saved);
         // A start soon after system boot restarts the counter; a later restart counts up.
@@ -132,7 +141,7 @@ void SnmpLooper::init() {
     if (enabled)
         enable();
     else
-        setupLeave(1000);
+        setupLeave(LEAVE_AFTER_MS);
 }
 
 lm::message SnmpLooper::cmdSet(const lm::message& req) {
@@ -181,7 +190,7 @@ lm::message SnmpLooper::cmdSet(const lm::message& req) {
     }
 
     sendUndo(req, old, "changed snmp settings");
-    notifyChange(0xFFFFFFFF, req);
+    notifyChange(WHOLE_OBJECT, req);
     store.put(0, getConfig());
     return lm::message();
 }

@@ -16,16 +16,21 @@ SnmpLooper* loop = nullptr;
 
 namespace {
 
+constexpr uint16_t SNMP_PORT = 161;
+constexpr unsigned long MAX_PORT = 65535;
+constexpr int DECIMAL = 10;
+constexpr unsigned STORE_FLAGS = 5;  // the platform's opening argument, passed as it is
+
 // LUMO_SNMP_PORT moves the service off 161 for unprivileged runs and parallel tests.
 uint16_t configuredPort() {
     const char* env = std::getenv("LUMO_SNMP_PORT");
     if (env && *env) {
         char* end = nullptr;
-        unsigned long port = std::strtoul(env, &end, 10);
-        if (*end == '\0' && port > 0 && port < 65536) return static_cast<uint16_t>(port);
+        unsigned long port = std::strtoul(env, &end, DECIMAL);
+        if (*end == '\0' && port > 0 && port <= MAX_PORT) return static_cast<uint16_t>(port);
         LLOG(lm::warningLog()) << "LUMO_SNMP_PORT: not a port number: " << env << std::endl;
     }
-    return 161;
+    return SNMP_PORT;
 }
 
 }  // namespace
@@ -33,7 +38,7 @@ uint16_t configuredPort() {
 // The start-up trace lines name the statements they precede; they help only someone
 // following the start in the code, so they go to the debug stream.
 SnmpLooper::SnmpLooper()
-    : lm::Looper(0, 0), store(SETTINGS_STORE, 5), port_(configuredPort()) {
+    : lm::Looper(0, 0), store(SETTINGS_STORE, STORE_FLAGS), port_(configuredPort()) {
     if (!listen(AGENT_PROGRAM)) {
         LLOG(lm::errorLog()) << "cannot open the agent's bus endpoint" << std::endl;
     }

@@ -18,6 +18,8 @@ namespace snmp {
 constexpr const char* SETTINGS_STORE = "/lumo/store/snmpd";
 // The engine id's fixed prefix: enterprise 47392 with the top bit set, format 4 (text).
 constexpr unsigned char ENGINE_ID_PREFIX[5] = {0x80, 0x00, 0xB9, 0x20, 0x04};
+// A disabled agent offers the platform to end it after this much idle time.
+constexpr int LEAVE_AFTER_MS = 1000;
 
 class SnmpLooper : public lm::Looper {
 public:
@@ -56,7 +58,7 @@ public:
     std::string location;
     std::string spare1, spare2;  // carried by the settings object, unused by the agent
     uint32_t startJiffies;
-    uint32_t trapCommunityId = 0xFFFFFFFF;
+    uint32_t trapCommunityId = NO_TRAP_COMMUNITY;
     uint32_t trapVersion = 0;
     std::vector<lm::IPAddr6> trapTargets;
     std::vector<uint32_t> trapGenerators;

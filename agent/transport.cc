@@ -103,7 +103,7 @@ void SnmpLooper::disable() {
     close(sock);
     sock = 0;
     listening = false;
-    setupLeave(1000);
+    setupLeave(LEAVE_AFTER_MS);
 }
 
 void SnmpLooper::receive(int fd, unsigned) {
