@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 
 #include "agent/snmp_looper.h"
 #include "modules/modules.h"
@@ -40,7 +41,8 @@ int main() {
     LLOG(dlog) << "loop = new SnmpLooper();" << std::endl;
     seedRandom();
     initCrypto();
-    loop = new SnmpLooper();
+    auto agent = std::make_unique<SnmpLooper>();
+    loop = agent.get();
     LLOG(dlog) << "loop->init();" << std::endl;
     loop->init();
 
@@ -57,5 +59,6 @@ int main() {
     loop->sendCmd(ready, lm::cmd::READY);
 
     loop->run();
+    loop = nullptr;  // the agent ends with main; nothing may reach it afterwards
     return 0;
 }

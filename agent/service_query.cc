@@ -1,8 +1,6 @@
 // Queries to other services. The loop is single-threaded, so a service that does not
 // answer would stall every SNMP request behind it: the wait is fixed at 1000 ms and a
 // program that is not there is never asked again.
-#include <algorithm>
-
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
 #include "platform/log.h"
@@ -11,11 +9,6 @@
 namespace snmp {
 
 namespace {
-
-std::vector<uint32_t>& blacklistedPrograms() {
-    static std::vector<uint32_t>* list = new std::vector<uint32_t>;
-    return *list;
-}
 
 constexpr int QUERY_TIMEOUT_MS = 1000;
 
@@ -26,8 +19,7 @@ constexpr int QUERY_TIMEOUT_MS = 1000;
 lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
     const std::vector<uint32_t> dest = request.destination();
     const uint32_t program = dest.empty() ? 0 : dest[0];
-    std::vector<uint32_t>& blacklist = blacklistedPrograms();
-    if (std::find(blacklist.begin(), blacklist.end(), program) != blacklist.end()) {
+    if (blacklist_.count(program)) {
         LLOG(dlog) << "skipping due to blacklisted program: " << program << std::endl;
         return lm::failedMsg("");
     }
@@ -42,7 +34,7 @@ lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
         }
         if (code == lm::err::NO_PROGRAM) {
             LLOG(lm::warningLog()) << "blacklisting " << program << std::endl;
-            blacklist.push_back(program);
+            blacklist_.insert(program);
         }
     }
     return reply;

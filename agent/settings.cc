@@ -70,7 +70,7 @@ void SnmpLooper::readTargets(const lm::message& m) {
 void SnmpLooper::setEngineIdText(const std::string& text) {
     engineId.assign(ENGINE_ID_PREFIX, ENGINE_ID_PREFIX + sizeof ENGINE_ID_PREFIX);
     engineId.insert(engineId.end(), text.begin(), text.end());
-    if (communityKeep) communityKeep->setEngineId(engineId);
+    communities_->setEngineId(engineId);
 }
 
 lm::message SnmpLooper::getConfig() const {

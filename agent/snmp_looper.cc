@@ -37,20 +37,26 @@ uint16_t configuredPort() {
 
 // The start-up trace lines name the statements they precede; they help only someone
 // following the start in the code, so they go to the debug stream.
-SnmpLooper::SnmpLooper()
+SnmpLooper::SnmpLooper(AgentBus bus)
     : lm::Looper(0, 0), store(SETTINGS_STORE, STORE_FLAGS), port_(configuredPort()) {
+    if (bus == AgentBus::MEMORY) useMemoryBus();
     if (!listen(AGENT_PROGRAM)) {
         LLOG(lm::errorLog()) << "cannot open the agent's bus endpoint" << std::endl;
     }
     LLOG(dlog) << "communityKeep = new CommunityKeep;" << std::endl;
-    auto* keep = new CommunityKeep;  // lives for the process
+    communities_ = std::make_unique<CommunityKeep>();
     LLOG(dlog) << "communityKeep->init();" << std::endl;
-    keep->init();
+    communities_->init();
     LLOG(dlog) << "addHandler(snmp::ID_COMMUNITIES, communityKeep);" << std::endl;
-    addHandler(ID_COMMUNITIES, keep);
-    addHandler(ID_TRAPS, new TrapHandler);
+    addHandler(ID_COMMUNITIES, communities_.get());
+    traps_ = std::make_unique<TrapHandler>();
+    addHandler(ID_TRAPS, traps_.get());
     startUptime = lm::getUptime();
     startJiffies = lm::getJiffies();
+}
+
+SnmpLooper::~SnmpLooper() {
+    closeService();
 }
 
 void SnmpLooper::startSubscribers() {

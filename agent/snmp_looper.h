@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,9 +22,17 @@ constexpr unsigned char ENGINE_ID_PREFIX[5] = {0x80, 0x00, 0xB9, 0x20, 0x04};
 // A disabled agent offers the platform to end it after this much idle time.
 constexpr int LEAVE_AFTER_MS = 1000;
 
+class CommunityKeep;
+class TrapHandler;
+
+// Which bus the agent's endpoint opens on. The endpoint opens in the constructor, so unit
+// tests that reach the agent through the in-memory bus have to say so here.
+enum class AgentBus { SOCKETS, MEMORY };
+
 class SnmpLooper : public lm::Looper {
 public:
-    SnmpLooper();
+    explicit SnmpLooper(AgentBus bus = AgentBus::SOCKETS);
+    ~SnmpLooper() override;
 
     void init();  // loads the settings, then opens the service or arms the leave timer
     void startSubscribers();
@@ -67,7 +76,13 @@ public:
 private:
     void setEngineIdText(const std::string& text);
     void readTargets(const lm::message& m);
+    void closeService();  // the UDP socket, if open
     uint16_t port_;
+    std::unique_ptr<CommunityKeep> communities_;  // handler ID_COMMUNITIES
+    std::unique_ptr<TrapHandler> traps_;          // handler ID_TRAPS
+    // Programs that had no endpoint when asked. Kept by the agent object, so it lasts as long
+    // as the agent (the process) does, and a fresh agent in a test starts with none.
+    std::set<uint32_t> blacklist_;
 };
 
 extern SnmpLooper* loop;

@@ -99,11 +99,16 @@ void SnmpLooper::enable() {
 
 void SnmpLooper::disable() {
     if (!listening) return;
+    closeService();
+    setupLeave(LEAVE_AFTER_MS);
+}
+
+void SnmpLooper::closeService() {
+    if (!listening) return;
     runner().removeSocket(sock);
     close(sock);
     sock = 0;
     listening = false;
-    setupLeave(LEAVE_AFTER_MS);
 }
 
 void SnmpLooper::receive(int fd, unsigned) {
