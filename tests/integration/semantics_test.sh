@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # What managers rely on, seen through net-snmp's tools: walks that end cleanly with names
-# that only increase, exceptions per binding, and Set errors by name.
+# that only increase, exceptions per binding, Set errors by name, and an agent that writes
+# nothing per request.
 source "$(dirname "$0")/lib.sh"
 
 SYS=1.3.6.1.2.1.1
@@ -52,5 +53,18 @@ expect_output "two-binding Set failing on the second" "notWritable" \
 expect_output "sysContact unchanged by the refused Sets" '= ""$' \
   snmp snmpget -v2c -c public "$(target)" $SYS.4.0
 expect_match "a valid Set still works" 'STRING: "ops"' snmp snmpset -v2c -c private "$(target)" $SYS.4.0 s ops
+
+# Quiet under load: requests of every kind leave the agent's output as it was.
+before=$(cat "$LUMO_ROOT/agent.out" "$LUMO_ROOT/agent.err" | wc -c)
+for _ in $(seq 20); do
+  snmp snmpbulkwalk -v2c -c public "$(target)" .1 >/dev/null 2>&1 || true
+  snmp snmpget -v2c -c public "$(target)" $SYS.99.0 >/dev/null 2>&1 || true
+  snmp snmpget -v1 -c public "$(target)" $SYS.1.1 >/dev/null 2>&1 || true
+  snmp snmpset -v2c -c private "$(target)" $SYS.4.0 s ops >/dev/null 2>&1 || true
+  snmp snmpget -v2c -c nobody "$(target)" $SYS.1.0 >/dev/null 2>&1 || true
+done
+after=$(cat "$LUMO_ROOT/agent.out" "$LUMO_ROOT/agent.err" | wc -c)
+if [ "$before" -eq "$after" ]; then pass "nothing written per request"; else
+  fail "the agent wrote $((after - before)) octets while answering"; tail -5 "$LUMO_ROOT/agent.err"; fi
 
 finish
