@@ -41,8 +41,8 @@ struct Text : Data {
 //
 // Kept for a second: sysDescr and sysName change only with an upgrade or a rename, yet
 // managers ask for them in every poll. Without the copy each Get costs a bus round trip to
-// the service (or, once it is blacklisted, a "skipping" line on standard output and a
-// uname call), which bounded the whole agent under load.
+// the service (or, once it is blacklisted, a skipped query and a uname call), which
+// bounded the whole agent under load.
 class SystemInfoProvider : public SingleProvider {
 public:
     SystemInfoProvider() : SingleProvider(false) {}  // sysDescr and sysName are read-only
