@@ -1,6 +1,5 @@
-// Queries to other services. The loop is single-threaded, so a service that does not
-// answer would stall every SNMP request behind it: the wait is fixed at 1000 ms and a
-// program that is not there is never asked again.
+// Queries to other services: the wait is fixed at 1000 ms, and a program that timed out or
+// has no endpoint is skipped for a while (agent/service_skips.h).
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
 #include "platform/log.h"
@@ -15,11 +14,11 @@ constexpr int QUERY_TIMEOUT_MS = 1000;
 }  // namespace
 
 // Every line here is written per query, that is per SNMP request: debug streams only,
-// except the one line that blacklists a program, which is written once per program.
+// except when a program starts or stops being skipped, which is said once each time.
 lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
     const std::vector<uint32_t> dest = request.destination();
     const uint32_t program = dest.empty() ? 0 : dest[0];
-    if (blacklist_.count(program)) {
+    if (skips_.skipping(program, clock())) {
         LLOG(dlog) << "skipping due to blacklisted program: " << program << std::endl;
         return lm::failedMsg("");
     }
@@ -32,10 +31,15 @@ lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
             request.dump(dlog.os(), "");
             reply.dump(dlog.os(), "");
         }
-        if (code == lm::err::NO_PROGRAM) {
-            LLOG(lm::warningLog()) << "blacklisting " << program << std::endl;
-            blacklist_.insert(program);
+        if (skips_.failed(program, code, clock())) {
+            LLOG(lm::warningLog()) << "blacklisting " << program << " for "
+                                   << (code == lm::err::NO_PROGRAM ? ServiceSkips::AFTER_NO_PROGRAM
+                                                                   : ServiceSkips::AFTER_TIMEOUT)
+                                          .count()
+                                   << " s: " << text << std::endl;
         }
+    } else if (skips_.answered(program)) {
+        LLOG(lm::infoLog()) << "program " << program << " answers again" << std::endl;
     }
     return reply;
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/service_skips.h"
 #include "agent/settings_keys.h"
 #include "platform/looper.h"
 #include "platform/store.h"
@@ -49,8 +50,10 @@ public:
     lm::message cmdSet(const lm::message& req) override;
     lm::message cmdUnknown(const lm::message& req, uint32_t command) override;
     lm::message getObject(uint32_t id) override;
-    // Bounded query with a permanent blacklist of programs that are not there.
+    // Bounded query; programs that time out or are not there are skipped for a while.
+    // clock tells the time for those skips (tests move it on instead of waiting).
     lm::message exchangeMessage(lm::message& request, int timeout) override;
+    ServiceSkips::Clock::time_point (*clock)() = &ServiceSkips::Clock::now;
 
     V3ServerInfo serverInfo() const;
     uint16_t servicePort() const { return port_; }
@@ -80,9 +83,9 @@ private:
     uint16_t port_;
     std::unique_ptr<CommunityKeep> communities_;  // handler ID_COMMUNITIES
     std::unique_ptr<TrapHandler> traps_;          // handler ID_TRAPS
-    // Programs that had no endpoint when asked. Kept by the agent object, so it lasts as long
-    // as the agent (the process) does, and a fresh agent in a test starts with none.
-    std::set<uint32_t> blacklist_;
+    // Programs skipped for a while after a time-out or a missing endpoint; a fresh agent in a
+    // test starts with none.
+    ServiceSkips skips_;
 };
 
 extern SnmpLooper* loop;

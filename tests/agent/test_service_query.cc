@@ -1,5 +1,7 @@
-// Queries to other services: the reply comes back, and only a program that is not there
-// is blacklisted, for as long as the agent lives.
+// Queries to other services: the reply comes back; a program that is not there is skipped
+// for 30 s and one that does not answer for 10 s, then asked again; other failures are not
+// skipped. The agent's clock is moved on instead of waiting.
+#include <chrono>
 #include <string>
 
 #include "tests/agent/agent_fixture.h"
@@ -27,8 +29,16 @@ private:
     lm::message answer_;
 };
 
+ServiceSkips::Clock::time_point fakeNow;
+
 class ServiceQueryTest : public AgentTest {
 protected:
+    void SetUp() override {
+        AgentTest::SetUp();
+        fakeNow = ServiceSkips::Clock::now();
+        agent_->clock = [] { return fakeNow; };
+    }
+    static void wait(std::chrono::seconds s) { fakeNow += s; }
     lm::message ask(uint32_t program) {
         lm::message m;
         m.setDestination({program, 0});
@@ -37,27 +47,55 @@ protected:
     }
 };
 
-TEST_F(ServiceQueryTest, AProgramThatIsNotThereIsNeverAskedAgain) {
+TEST_F(ServiceQueryTest, AProgramThatIsNotThereIsSkippedThenAskedAgain) {
     constexpr uint32_t PRESENT = 7100, ABSENT = 7200;
     Service present(PRESENT, lm::message().setU32(VALUE, 42));
     EXPECT_EQ(ask(PRESENT).getU32(VALUE), 42u) << "the reply comes back to the caller";
     EXPECT_EQ(lm::getErrorCode(ask(ABSENT)), lm::err::NO_PROGRAM);
 
     Service late(ABSENT, lm::message().setU32(VALUE, 7));
+    wait(std::chrono::seconds(29));
     const lm::message skipped = ask(ABSENT);
-    EXPECT_EQ(late.asked, 0) << "blacklisted: not asked even once it is there";
+    EXPECT_EQ(late.asked, 0) << "skipped: not asked within 30 s, even once it is there";
     EXPECT_EQ(lm::getErrorCode(skipped), lm::err::FAILED);
-    EXPECT_EQ(lm::getError(skipped), "");
     EXPECT_EQ(ask(PRESENT).getU32(VALUE), 42u) << "other programs are still asked";
     EXPECT_EQ(present.asked, 2);
 
-    restart();  // the blacklist lasts as long as the agent
+    wait(std::chrono::seconds(1));
+    EXPECT_EQ(ask(ABSENT).getU32(VALUE), 7u) << "asked again after 30 s";
     EXPECT_EQ(ask(ABSENT).getU32(VALUE), 7u);
+    EXPECT_EQ(late.asked, 2);
+}
+
+// Every get ends as the bus ends a query whose reply did not come within the agent's wait.
+class TimingOutService : public lm::Looper {
+public:
+    explicit TimingOutService(uint32_t program) {
+        useMemoryBus();
+        listen(program);
+    }
+    lm::message cmdGet(const lm::message&) override {
+        ++asked;
+        return lm::errorMsg("no answer in time", lm::err::TIMEOUT);
+    }
+    int asked = 0;
+};
+
+TEST_F(ServiceQueryTest, AProgramThatTimesOutIsSkippedForTenSeconds) {
+    constexpr uint32_t STALLED = 7250;
+    TimingOutService stalled(STALLED);
+    EXPECT_EQ(lm::getErrorCode(ask(STALLED)), lm::err::TIMEOUT);
+    wait(std::chrono::seconds(9));
+    EXPECT_EQ(lm::getErrorCode(ask(STALLED)), lm::err::FAILED);
+    EXPECT_EQ(stalled.asked, 1) << "one wait per 10 s, not one per request";
+    wait(std::chrono::seconds(1));
+    ask(STALLED);
+    EXPECT_EQ(stalled.asked, 2);
 }
 
 TEST_F(ServiceQueryTest, OtherFailuresAreNotBlacklisted) {
     uint32_t program = 7300;
-    for (uint32_t code : {lm::err::TIMEOUT, lm::err::BROKEN, lm::err::NO_OBJECT}) {
+    for (uint32_t code : {lm::err::BROKEN, lm::err::NO_OBJECT}) {
         Service failing(++program, lm::errorMsg("failed on purpose", code));
         for (int round = 0; round < 2; ++round)
             EXPECT_EQ(lm::getErrorCode(ask(program)), code) << std::hex << code;
