@@ -1,6 +1,6 @@
 // The agent settings object: one bus object that is at once the persisted record 0 of
 // "/lumo/store/snmpd", the get reply and the set request.
-#include "agent/settings_keys.h"
+#include "platform/agent_settings.h"
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
 #include "platform/log.h"

@@ -52,7 +52,7 @@ SnmpLooper::SnmpLooper(AgentBus bus)
     traps_ = std::make_unique<TrapHandler>();
     addHandler(ID_TRAPS, traps_.get());
     startUptime = lm::getUptime();
-    startJiffies = lm::getJiffies();
+    startJiffies = lm::startJiffies();
 }
 
 SnmpLooper::~SnmpLooper() {

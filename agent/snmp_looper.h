@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "agent/service_skips.h"
-#include "agent/settings_keys.h"
+#include "platform/agent_settings.h"
 #include "platform/looper.h"
 #include "platform/store.h"
 #include "wire/v3info.h"

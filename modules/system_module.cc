@@ -6,12 +6,13 @@
 #include <chrono>
 #include <string>
 
-#include "agent/snmp_looper.h"
 #include "mib/branch.h"
 #include "mib/data_provider.h"
 #include "mib/packers.h"
 #include "modules/modules.h"
+#include "platform/agent_settings.h"
 #include "platform/bus.h"
+#include "platform/looper.h"
 #include "platform/services.h"
 #include "platform/util.h"
 #include "wire/snmp_codes.h"
@@ -20,6 +21,8 @@ namespace snmp {
 
 namespace {
 
+// What the module passes to the looper's exchange (the agent bounds the wait itself).
+constexpr int QUERY_TIMEOUT_MS = 6000;
 // Layers served by a router: datalink (2), internet (3), end-to-end (4), applications (7).
 constexpr int SYS_SERVICES = 2 + 4 + 8 + 64;
 
@@ -64,7 +67,7 @@ private:
         lm::message req;
         req.setU32Array(lm::key::DEST, {lm::service::SYSTEM_PROGRAM, lm::service::SYSINFO_HANDLER});
         req.setCommand(lm::cmd::GET);
-        lm::message reply = loop->exchangeMessage(req, 6000);
+        lm::message reply = lm::Looper::current()->exchangeMessage(req, QUERY_TIMEOUT_MS);
         info = SystemInfo();
         if (!lm::isError(reply)) {
             info.description = reply.getString(lm::service::sysinfo::DESCRIPTION);
@@ -85,22 +88,30 @@ private:
     bool haveCopy_ = false;
 };
 
-// One string of the agent settings, written back through the settings object.
+// One string of the agent settings, read and written through the agent's settings object
+// on the bus (delivered in-process: the module runs inside the agent).
 class SettingProvider : public SingleProvider {
 public:
     explicit SettingProvider(uint32_t key) : key_(key) {}
     Data* getData() override {
+        lm::message reply = exchange(lm::cmd::GET, lm::message());
+        if (lm::isError(reply)) return nullptr;
         auto* t = new Text;
-        t->value = loop->getConfig().getString(key_);
+        t->value = reply.getString(key_);
         return t;
     }
     bool setData(Data* d) override {
         lm::message change;
         change.setString(key_, static_cast<Text*>(d)->value);
-        return !lm::isError(loop->cmdSet(change));
+        return !lm::isError(exchange(lm::cmd::SET, std::move(change)));
     }
 
 private:
+    static lm::message exchange(uint32_t command, lm::message m) {
+        m.setDestination({AGENT_PROGRAM, SETTINGS_HANDLER});
+        m.setCommand(command);
+        return lm::Looper::current()->exchangeMessage(m, QUERY_TIMEOUT_MS);
+    }
     uint32_t key_;
 };
 
@@ -114,7 +125,7 @@ void start_system_module() {
     addScalarLeaf(system + 3u, new DataNumPacker(&Ticks::value, tag::TIMETICKS),
                   new ProxyDataProvider([] {
                       auto* t = new Ticks;
-                      t->value = lm::getJiffies() - loop->startJiffies;
+                      t->value = lm::getJiffies() - lm::startJiffies();
                       return static_cast<Data*>(t);
                   }));
     addScalarLeaf(system + 4u, new DataStringPacker(&Text::value, tag::OCTET_STRING),

@@ -79,6 +79,11 @@ uint32_t getJiffies() {
     return uint32_t(uint64_t(ts.tv_sec) * 100 + uint64_t(ts.tv_nsec) / 10000000);
 }
 
+uint32_t startJiffies() {
+    static const uint32_t start = getJiffies();
+    return start;
+}
+
 uint64_t monotonicMs() {
     const timespec ts = clockNow(CLOCK_MONOTONIC);
     return uint64_t(ts.tv_sec) * 1000 + uint64_t(ts.tv_nsec) / 1000000;

@@ -21,6 +21,9 @@ std::vector<std::string> getAllDirs(const std::string& logical);
 
 uint32_t getUptime();   // whole seconds since boot (CLOCK_BOOTTIME)
 uint32_t getJiffies();  // hundredths of a second since boot, usable as TimeTicks
+// getJiffies() at the first call in this process (the agent asks at start): the origin of
+// every uptime the process reports, so polled values and traps share one clock.
+uint32_t startJiffies();
 uint64_t monotonicMs(); // CLOCK_MONOTONIC in milliseconds, for time-outs
 
 }  // namespace lm

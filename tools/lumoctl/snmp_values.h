@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/settings_keys.h"
+#include "platform/agent_settings.h"
 #include "platform/ipaddr.h"
 #include "platform/message.h"
 
