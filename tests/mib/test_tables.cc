@@ -18,9 +18,24 @@ struct Named : snmp::Data {
     std::string name;
 };
 
+// Tables use their packers and providers without owning them (in the agent they live for
+// the process); the tests keep them here.
+template <class T>
+struct Owned {
+    std::vector<std::unique_ptr<T>> all;
+    template <class U>
+    U* add(std::unique_ptr<U> p) {
+        U* raw = p.get();
+        all.push_back(std::move(p));
+        return raw;
+    }
+};
+
 TEST(MapTable, KeysFromRowSuffixes) {
+    Owned<snmp::Packer> packers;
     snmp::MapTable standard(nullptr);
-    standard.addIndex(new snmp::DataNumPacker(&Named::unit, 0x02), lm::key::OBJECT_ID);
+    standard.addIndex(packers.add(std::make_unique<snmp::DataNumPacker>(&Named::unit, 0x02)),
+                      lm::key::OBJECT_ID);
     snmp::Key k = standard.createKey(OID("7.9"), true);
     EXPECT_EQ(7u, k.id);
     EXPECT_TRUE(k.message.empty() && !k.bad);
@@ -29,8 +44,8 @@ TEST(MapTable, KeysFromRowSuffixes) {
     // Two indexes, the suffix one arc short: bad when strict; kept and marked when relaxed.
     constexpr unsigned UNIT = 0x10, NAME = 0x11;
     snmp::MapTable pair(nullptr);
-    pair.addIndex(new snmp::DataNumPacker(&Named::unit, 0x02), UNIT);
-    pair.addIndex(new snmp::DataStringPacker(&Named::name, 0x04), NAME);
+    pair.addIndex(packers.add(std::make_unique<snmp::DataNumPacker>(&Named::unit, 0x02)), UNIT);
+    pair.addIndex(packers.add(std::make_unique<snmp::DataStringPacker>(&Named::name, 0x04)), NAME);
     EXPECT_TRUE(pair.createKey(OID("3.2.97"), true).bad);
     k = pair.createKey(OID("3.2.97"), false);
     EXPECT_TRUE(k.relaxed && !k.bad);
@@ -76,8 +91,10 @@ std::vector<unsigned> rowNumbers(snmp::VData* rows) {
 }
 
 TEST(StaticMuxTable, RowsInNumberOrderFromOneProviderEach) {
+    Owned<snmp::DataProvider> providers;
     snmp::StaticMuxTable table;
-    for (unsigned n : {5u, 1u, 2u}) table.addProvider(OID(n), new FixedProvider(n * 100));
+    for (unsigned n : {5u, 1u, 2u})
+        table.addProvider(OID(n), providers.add(std::make_unique<FixedProvider>(n * 100)));
     EXPECT_EQ(3u, table.count());
     EXPECT_EQ((std::vector<unsigned>{5}), rowNumbers(table.getNext(table.createKey(OID("2"), true), 10)));
     EXPECT_EQ((std::vector<unsigned>{1, 2, 5}), rowNumbers(table.getNext(snmp::Key(), 10)));
@@ -88,7 +105,7 @@ TEST(StaticMuxTable, RowsInNumberOrderFromOneProviderEach) {
     EXPECT_EQ(500u, static_cast<Mux*>(five->rows[0])->value);
     EXPECT_EQ(OID("5"), table.getKey(five->rows[0]));
     // Row numbers are 8 bits wide: 257 is row 1.
-    table.addProvider(OID(257u), new FixedProvider(7));
+    table.addProvider(OID(257u), providers.add(std::make_unique<FixedProvider>(7)));
     EXPECT_EQ((std::vector<unsigned>{1, 2, 5, 1}), rowNumbers(table.getFirst(10)));
 
     snmp::CountProvider count(&table);
