@@ -28,6 +28,17 @@ echo "== tests: ordinary build"
 echo "== tests: sanitizer build"
 (cd build-asan && ctest --output-on-failure -j "$jobs" --timeout 600) || status=1
 
+# hex_seeds DIR WORK: each DIR/*.hex (hex octets, '#' comment lines) as a binary seed.
+hex_seeds() {
+  python3 - "$1" "$2" <<'PY'
+import pathlib, sys
+src, dst = map(pathlib.Path, sys.argv[1:3])
+for f in src.glob("*.hex"):
+    text = "".join(l for l in f.read_text().splitlines(True) if not l.startswith("#"))
+    (dst / f.stem).write_bytes(bytes.fromhex(text))
+PY
+}
+
 fuzz_seconds=${LUMO_FUZZ_SECONDS:-60}
 if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
   echo "== fuzzing: ${fuzz_seconds}s per target"
@@ -40,6 +51,9 @@ if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
     seeds="fuzz/corpus/${name#fuzz_}"
     work=$(mktemp -d)
     [ -d "$seeds" ] && cp -r "$seeds"/. "$work"/
+    # The datagram decoders start from the recorded net-snmp requests, kept once, as hex, in
+    # tests/wire/fixtures (CTest replays them there too).
+    case $name in fuzz_create_reply | fuzz_instream) hex_seeds tests/wire/fixtures "$work" ;; esac
     echo "-- $name"
     if ! "$bin" -max_total_time="$fuzz_seconds" -timeout=10 -rss_limit_mb=2048 \
          -print_final_stats=0 -artifact_prefix="build-fuzz/$name-" "$work" 2>build-fuzz/"$name".log; then
