@@ -17,10 +17,12 @@ protected:
     std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
 };
 
+// The sink is never destroyed: the standard streams flush at exit, after function statics
+// are gone, and a destroyed buffer there is a crash.
 inline void silenceCout() {
-    static Discard sink;
-    std::cout.rdbuf(&sink);
-    std::cerr.rdbuf(&sink);
+    static Discard* const sink = new Discard;
+    std::cout.rdbuf(sink);
+    std::cerr.rdbuf(sink);
     wireLog().enable(true);
 }
 
