@@ -1,0 +1,87 @@
+#include "mib/declared_table.h"
+
+#include "mib/branch.h"
+#include "mib/columnar_branch.h"
+#include "mib/get_all_provider.h"
+#include "mib/table.h"
+#include "platform/bus.h"
+#include "platform/message_json.h"
+
+namespace snmp {
+
+namespace {
+
+const lm::message& fieldsOf(const Data* d) { return static_cast<const MessageRow*>(d)->fields; }
+lm::message& fieldsOf(Data* d) { return static_cast<MessageRow*>(d)->fields; }
+
+Data* rowOf(const lm::message& object, VData&) {
+    auto* row = new MessageRow;
+    row->fields = object;
+    return row;
+}
+
+template <class Family>
+class MessageField : public Family {
+public:
+    using Value = typename Family::Value;
+    template <class... FamilyArgs>
+    explicit MessageField(uint32_t field, FamilyArgs... args) : Family(args...), field_(field) {}
+    Value get(const Data* d) const override;
+    void set(Data* d, const Value& v) override;
+
+private:
+    uint32_t field_;
+};
+
+}  // namespace
+
+void MessageRow::toMessage(lm::message& out) const {
+    for (uint32_t key : fields.keys())
+        if (lm::fieldOf(key) != lm::fieldOf(lm::key::POSITION)) lm::copyField(fields, key, out);
+}
+
+template <>
+unsigned MessageField<NumPacker>::get(const Data* d) const { return fieldsOf(d).getU32(field_); }
+template <>
+void MessageField<NumPacker>::set(Data* d, const unsigned& v) { fieldsOf(d).setU32(field_, v); }
+template <>
+unsigned MessageField<IPPacker>::get(const Data* d) const { return fieldsOf(d).getU32(field_); }
+template <>
+void MessageField<IPPacker>::set(Data* d, const unsigned& v) { fieldsOf(d).setU32(field_, v); }
+template <>
+std::string MessageField<StringPacker>::get(const Data* d) const {
+    return fieldsOf(d).getString(field_);
+}
+template <>
+void MessageField<StringPacker>::set(Data* d, const std::string& v) {
+    fieldsOf(d).setString(field_, v);
+}
+template <>
+lm::IPAddr6 MessageField<IP6Packer>::get(const Data* d) const { return fieldsOf(d).getIP6(field_); }
+template <>
+void MessageField<IP6Packer>::set(Data* d, const lm::IPAddr6& v) { fieldsOf(d).setIP6(field_, v); }
+
+Packer* numberField(uint32_t field, unsigned type) {
+    return new MessageField<NumPacker>(field, type);
+}
+Packer* textField(uint32_t field, unsigned type, unsigned fixedLength) {
+    return new MessageField<StringPacker>(field, type, fixedLength);
+}
+Packer* ipv4Field(uint32_t field) { return new MessageField<IPPacker>(field, tag::IP_ADDRESS); }
+Packer* ipv6Field(uint32_t field, unsigned type) { return new MessageField<IP6Packer>(field, type); }
+
+ColumnarBranch* declareTable(const TableSpec& spec) {
+    auto* provider = new GetAllProvider(GetAllProvider::RowBuilder(rowOf), spec.path, spec.parameter);
+    auto* table = new MapTable(provider, spec.nestedKey);
+    if (spec.indexes.empty()) {
+        table->addIndex(numberField(lm::key::OBJECT_ID, tag::INTEGER), lm::key::OBJECT_ID);
+    } else {
+        for (const auto& [packer, key] : spec.indexes) table->addIndex(packer, key);
+    }
+    ColumnarBranch* branch = addColumnarBranch(spec.entry, table);
+    for (const TableSpec::Column& c : spec.columns)
+        branch->addLeaf(c.number, c.packer, c.access == ReadWrite);
+    return branch;
+}
+
+}  // namespace snmp
