@@ -191,6 +191,18 @@ TEST_F(TableTest, AnEmptyTableIsSteppedOver) {
     EXPECT_BYTES(expect(0, 0, {vb(cell(2, 1), null(NO_SUCH_INSTANCE))}), reply(GET, {vb(cell(2, 1), null())}));
 }
 
+TEST_F(TableTest, V1ReportsTheFailingBindingOfAGroupTheTableAnswers) {
+    constexpr int V1 = 0, NO_SUCH_NAME = 2;
+    const std::vector<Bytes> asked = {vb(cell(2, 5), null()), vb(cell(3, 5), null()),
+                                      vb(cell(3, 7), null())};
+    EXPECT_BYTES(message(V1, "private", RESPONSE, 1, NO_SUCH_NAME, 3, asked),
+                 answer(message(V1, "private", GET, 1, 0, 0, asked)));
+    const std::vector<Bytes> ok = {nameOf(5), valueOf(5)};
+    EXPECT_BYTES(message(V1, "private", RESPONSE, 1, 0, 0, ok),
+                 answer(message(V1, "private", GET, 1, 0, 0,
+                                {vb(cell(2, 5), null()), vb(cell(3, 5), null())})));
+}
+
 TEST_F(TableTest, RowsTheServiceReturnsOutOfPlaceAreNeverAnswered) {
     for (bool reversed : {false, true}) {
         SCOPED_TRACE(reversed);
