@@ -93,18 +93,12 @@ GetAllProvider::GetAllProvider(ListBuilder listBuilder, std::vector<uint32_t> pa
 
 void GetAllProvider::setSource(RowBuilder rowBuilder, std::vector<uint32_t> path,
                                uint32_t parameter) {
-    source.rowBuilder = std::move(rowBuilder);
-    source.listBuilder = nullptr;
-    source.path = std::move(path);
-    source.parameter = parameter;
+    source = Source{std::move(path), nullptr, std::move(rowBuilder), parameter, 0, nullptr};
 }
 
 void GetAllProvider::setSource(ListBuilder listBuilder, std::vector<uint32_t> path,
                                uint32_t parameter) {
-    source.listBuilder = std::move(listBuilder);
-    source.rowBuilder = nullptr;
-    source.path = std::move(path);
-    source.parameter = parameter;
+    source = Source{std::move(path), std::move(listBuilder), nullptr, parameter, 0, nullptr};
 }
 
 VData* GetAllProvider::getData(const Key& key, const MapTable* table, unsigned n) {
