@@ -9,10 +9,10 @@
 #include "mib/branch.h"
 #include "mib/data_provider.h"
 #include "mib/packers.h"
+#include "mib/service_query.h"
 #include "modules/modules.h"
 #include "platform/agent_settings.h"
 #include "platform/bus.h"
-#include "platform/looper.h"
 #include "platform/services.h"
 #include "platform/util.h"
 #include "wire/snmp_codes.h"
@@ -21,8 +21,6 @@ namespace snmp {
 
 namespace {
 
-// What the module passes to the looper's exchange (the agent bounds the wait itself).
-constexpr int QUERY_TIMEOUT_MS = 6000;
 // Layers served by a router: datalink (2), internet (3), end-to-end (4), applications (7).
 constexpr int SYS_SERVICES = 2 + 4 + 8 + 64;
 
@@ -65,9 +63,9 @@ private:
 
     static void fetch(SystemInfo& info) {
         lm::message req;
-        req.setU32Array(lm::key::DEST, {lm::service::SYSTEM_PROGRAM, lm::service::SYSINFO_HANDLER});
         req.setCommand(lm::cmd::GET);
-        lm::message reply = lm::Looper::current()->exchangeMessage(req, QUERY_TIMEOUT_MS);
+        const lm::message reply =
+            queryService({lm::service::SYSTEM_PROGRAM, lm::service::SYSINFO_HANDLER}, req);
         info = SystemInfo();
         if (!lm::isError(reply)) {
             info.description = reply.getString(lm::service::sysinfo::DESCRIPTION);
@@ -108,9 +106,8 @@ public:
 
 private:
     static lm::message exchange(uint32_t command, lm::message m) {
-        m.setDestination({AGENT_PROGRAM, SETTINGS_HANDLER});
         m.setCommand(command);
-        return lm::Looper::current()->exchangeMessage(m, QUERY_TIMEOUT_MS);
+        return queryService({AGENT_PROGRAM, SETTINGS_HANDLER}, m);
     }
     uint32_t key_;
 };
