@@ -12,8 +12,12 @@
 //              [program, HANDLER] to its subscribers.
 //   RELOAD     re-reads the fixture file; on any problem the old data stays and the reply
 //              is an error with the one-line reason.
+//   SET_PAGING HANDLER (absent: every service), PAGING (a PagingMode, paging.h; absent or
+//              0: normal). The service's get-all pages wrongly in that way.
+//   RESET_COUNTS HANDLER (absent: every service): zeroes the request counters.
 //   get        (0xFE000D) the current switches: OBJECTS, one message per service with
-//              HANDLER, CODE, TEXT, DELAY_MS.
+//              HANDLER, CODE, TEXT, DELAY_MS, PAGING and REQUESTS (requests the service
+//              handled since start, the last RELOAD or the last RESET_COUNTS).
 #pragma once
 
 #include <cstdint>
@@ -28,6 +32,8 @@ constexpr uint32_t SET_ERROR = 0x00990001;
 constexpr uint32_t SET_DELAY = 0x00990002;
 constexpr uint32_t PUBLISH = 0x00990003;
 constexpr uint32_t RELOAD = 0x00990004;
+constexpr uint32_t SET_PAGING = 0x00990005;
+constexpr uint32_t RESET_COUNTS = 0x00990006;
 }  // namespace ctl
 
 namespace ctlkey {
@@ -38,6 +44,8 @@ constexpr uint32_t DELAY_MS = 0x08990004;
 constexpr uint32_t NAME = 0x20990005;
 constexpr uint32_t NUMBER = 0x08990006;
 constexpr uint32_t PAYLOAD = 0x28990007;
+constexpr uint32_t PAGING = 0x08990008;
+constexpr uint32_t REQUESTS = 0x08990009;
 }  // namespace ctlkey
 
 }  // namespace hostd

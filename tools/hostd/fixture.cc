@@ -76,7 +76,9 @@ private:
 
     bool service(const json& s, ServiceFixture& out, const std::string& where) {
         if (!s.is_object()) return fail(where, "expected an object");
-        if (!only(s, where, {"path", "objects", "object", "error", "delay_ms", "no_program", "notifications"}))
+        if (!only(s, where,
+                  {"path", "objects", "object", "error", "delay_ms", "paging", "no_program",
+                   "notifications"}))
             return false;
         if (!path(s, out, where)) return false;
         if (auto it = s.find("objects"); it != s.end() && !objects(*it, out, where + ".objects")) return false;
@@ -90,6 +92,8 @@ private:
             if (out.delayMs > MAX_DELAY_MS)
                 return fail(where + ".delay_ms", "at most " + std::to_string(MAX_DELAY_MS));
         }
+        if (auto it = s.find("paging"); it != s.end() && !paging(*it, out, where + ".paging"))
+            return false;
         if (auto it = s.find("no_program"); it != s.end()) {
             if (!it->is_boolean()) return fail(where + ".no_program", "expected true or false");
             out.noProgram = it->get<bool>();
@@ -137,6 +141,12 @@ private:
         if (dup != out.objects.end())
             return fail(where, "object id " + std::to_string(dup->getU32(lm::key::OBJECT_ID)) + " appears twice");
         return true;
+    }
+
+    bool paging(const json& v, ServiceFixture& out, const std::string& where) {
+        if (v.is_string() && parsePaging(v.get<std::string>(), out.paging)) return true;
+        return fail(where,
+                    "expected \"normal\", \"short\", \"extra\", \"reversed\" or \"restart\"");
     }
 
     bool errorSwitch(const json& e, ServiceFixture& out, const std::string& where) {

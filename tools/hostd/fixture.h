@@ -7,6 +7,7 @@
 //       "object": {...},                        // the one object a get without id answers
 //       "error": {"code": "0xFE0004", "text": "..."},  // answer everything with this error
 //       "delay_ms": 0,                          // sleep before each answer
+//       "paging": "normal",                     // or short, extra, reversed, restart
 //       "no_program": false,                    // do not listen on this program at all
 //       "notifications": {"link-down": {"number": "0x00010004", "message": {...}}}
 //   }]}
@@ -23,6 +24,7 @@
 
 #include "platform/bus.h"
 #include "platform/message.h"
+#include "tools/hostd/paging.h"
 
 namespace hostd {
 
@@ -39,6 +41,7 @@ struct ServiceFixture {
     uint32_t errorCode = 0;             // 0: answer normally
     std::string errorText;
     uint32_t delayMs = 0;
+    PagingMode paging = PagingMode::NORMAL;
     bool noProgram = false;
     std::map<std::string, Notification> notifications;
 };

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "platform/message_json.h"
+#include "tools/hostd/paging.h"
 
 namespace hostd {
 
@@ -70,19 +71,7 @@ lm::message FixtureService::get(const lm::message& req) const {
 }
 
 lm::message FixtureService::getAll(const lm::message& req) const {
-    const uint32_t want = req.getU32(lm::key::WANT) ? req.getU32(lm::key::WANT) : DEFAULT_PAGE;
-    const size_t start = std::min<size_t>(req.getU32(lm::key::START), objects_.size());
-    const size_t end = start + std::min<size_t>(want, objects_.size() - start);
-    std::vector<lm::message> page;
-    page.reserve(end - start);
-    for (size_t pos = start; pos < end; ++pos) {
-        page.push_back(objects_[pos]);
-        page.back().setU32(lm::key::POSITION, uint32_t(pos));
-    }
-    lm::message reply;
-    reply.setMsgArray(lm::key::OBJECTS, std::move(page));
-    if (end < objects_.size()) reply.setU32(lm::key::START, uint32_t(end));
-    return reply;
+    return pageReply(req, objects_, paging());
 }
 
 lm::message FixtureService::set(const lm::message& req) {

@@ -1,6 +1,6 @@
-// A service that serves objects from a fixture: get by id (or the single object), paged
-// get-all with positions and continuation, count, set/object-set merging fields, add and
-// remove. Changes stay in memory until hostd ends or the fixture is reloaded.
+// A service that serves objects from a fixture: get by id (or the single object), get-all
+// paged as every list service pages (paging.h), count, set/object-set merging fields, add
+// and remove. Changes stay in memory until hostd ends or the fixture is reloaded.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,6 @@ namespace hostd {
 
 class FixtureService : public HostService {
 public:
-    // Page size for a get-all that does not say how many objects it wants.
-    static constexpr uint32_t DEFAULT_PAGE = 100;
-
     explicit FixtureService(const ServiceFixture& data) { load(data); }
     // Replaces every object with the fixture's (a reload).
     void load(const ServiceFixture& data);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "platform/looper.h"
+#include "tools/hostd/paging.h"
 
 namespace hostd {
 
@@ -18,8 +19,14 @@ public:
     void attach(lm::Handler* endpoint) { endpoint_ = endpoint; }
     lm::Handler* endpoint() const { return endpoint_; }
 
+    // The paging switch of this service's path, set before each request; a service that
+    // serves a list hands it to pageReply().
+    void setPaging(PagingMode mode) { paging_ = mode; }
+    PagingMode paging() const { return paging_; }
+
 private:
     lm::Handler* endpoint_ = nullptr;
+    PagingMode paging_ = PagingMode::NORMAL;
 };
 
 }  // namespace hostd

@@ -51,8 +51,10 @@ private:
 
 lm::message Slot::serve(const lm::message& request) {
     if (!service) return lm::errorMsg("this path is no longer in the fixture", lm::err::NO_OBJECT);
+    ++requests;
     if (switches.delayMs) std::this_thread::sleep_for(std::chrono::milliseconds(switches.delayMs));
     if (switches.errorCode) return lm::errorMsg(switches.errorText, switches.errorCode);
+    service->setPaging(switches.paging);
     return service->handle(request);
 }
 
@@ -101,6 +103,8 @@ lm::message ProgramHost::ControlHandler::status() {
         m.setU32(ctlkey::CODE, s->switches.errorCode);
         m.setString(ctlkey::TEXT, s->switches.errorText);
         m.setU32(ctlkey::DELAY_MS, s->switches.delayMs);
+        m.setU32(ctlkey::PAGING, uint32_t(s->switches.paging));
+        m.setU32(ctlkey::REQUESTS, s->requests);
         list.push_back(std::move(m));
     }
     lm::message reply;
@@ -124,6 +128,19 @@ lm::message ProgramHost::ControlHandler::dispatch(const lm::message& req) {
             return lm::errorMsg("delay above " + std::to_string(MAX_DELAY_MS) + " ms", lm::err::BAD_REQUEST);
         if (!targets(req, slots, error)) return error;
         for (Slot* s : slots) s->switches.delayMs = req.getU32(ctlkey::DELAY_MS);
+        return {};
+    case ctl::SET_PAGING: {
+        PagingMode mode;
+        if (!pagingFromNumber(req.getU32(ctlkey::PAGING), mode))
+            return lm::errorMsg("no paging mode " + std::to_string(req.getU32(ctlkey::PAGING)),
+                                lm::err::BAD_REQUEST);
+        if (!targets(req, slots, error)) return error;
+        for (Slot* s : slots) s->switches.paging = mode;
+        return {};
+    }
+    case ctl::RESET_COUNTS:
+        if (!targets(req, slots, error)) return error;
+        for (Slot* s : slots) s->requests = 0;
         return {};
     case ctl::PUBLISH:
         return publish(req);
@@ -162,6 +179,7 @@ void ProgramHost::apply(const Fixture& fixture) {
     for (auto& [id, s] : slots_) {
         s->service.reset();
         s->switches = {};
+        s->requests = 0;
         s->notifications.clear();
     }
     for (const ServiceFixture& f : fixture.services) {
@@ -169,7 +187,7 @@ void ProgramHost::apply(const Fixture& fixture) {
         Slot& s = slotFor(f.path[1]);
         s.service = std::make_unique<FixtureService>(f);
         s.service->attach(s.endpoint);
-        s.switches = {f.errorCode, f.errorText, f.delayMs};
+        s.switches = {f.errorCode, f.errorText, f.delayMs, f.paging};
         s.notifications = f.notifications;
     }
 }
@@ -179,6 +197,7 @@ void ProgramHost::install(uint32_t handlerId, std::unique_ptr<HostService> servi
     s.service = std::move(service);
     s.service->attach(s.endpoint);
     s.switches = {};
+    s.requests = 0;
     s.notifications.clear();
 }
 

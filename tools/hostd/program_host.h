@@ -1,5 +1,6 @@
 // Everything lumo-hostd serves for one program id: its looper, one service per handler
-// with that service's switches (error reply, delay), and the control handler 99.
+// with that service's switches (error reply, delay, paging) and request counter, and the
+// control handler 99.
 //
 // A looper's handler ids are shared by every program it listens on, so hostd gives each
 // program a looper (and a process) of its own; see main.cc.
@@ -21,6 +22,7 @@ struct Switches {
     uint32_t errorCode = 0;  // 0: answer normally
     std::string errorText;
     uint32_t delayMs = 0;
+    PagingMode paging = PagingMode::NORMAL;
 };
 
 // One handler id of the program: the service behind it and its switches.
@@ -28,6 +30,7 @@ struct Slot {
     uint32_t handlerId = 0;
     std::unique_ptr<HostService> service;  // null: the path left the fixture on a reload
     Switches switches;
+    uint32_t requests = 0;  // requests the service handled, for tests that count queries
     std::map<std::string, Notification> notifications;
     lm::Handler* endpoint = nullptr;       // the looper for handler 0, else an adapter
 
