@@ -11,6 +11,32 @@ constexpr uint32_t INTERFACES_PROGRAM = 20;
 constexpr uint32_t INTERFACES_HANDLER = 0;
 constexpr uint32_t LINK_NOTIFICATION = 0x00010004;
 
+namespace iface {
+constexpr uint32_t NAME = 0x20010006;         // string
+constexpr uint32_t COMMENT = 0x20FE0009;      // string: the link's alias
+constexpr uint32_t HW_ADDRESS = 0x300003E9;   // raw bytes; absent when the link has none
+constexpr uint32_t MTU = 0x08010064;          // u32
+constexpr uint32_t KIND = 0x08010001;         // u32: kind of interface (docs/platform.md)
+constexpr uint32_t RATE = 0x0800044E;         // u32: 1 = 10 Mb/s, 2 = 100 Mb/s, 3 = 1 Gb/s, 0 other
+constexpr uint32_t SPEED_MBPS = 0x0800044F;   // u32: real speed in Mb/s, when known
+constexpr uint32_t DISABLED = 0x00FE000A;     // bool: administratively down
+constexpr uint32_t RUNNING = 0x0001000E;      // bool: carrier, operationally up
+constexpr uint32_t STATUS = 0x08010003;       // u32 flags, below
+constexpr uint32_t TYPE_FLAGS = 0x08010002;   // u32: INTERNAL marks links that traps ignore
+constexpr uint32_t RX_BYTES = 0x100100FC;     // u64
+constexpr uint32_t TX_BYTES = 0x100100FD;     // u64
+constexpr uint32_t RX_PACKETS = 0x100100FE;   // u64
+constexpr uint32_t TX_PACKETS = 0x100100FF;   // u64
+constexpr uint32_t RX_ERRORS = 0x080100FA;    // u32
+constexpr uint32_t TX_ERRORS = 0x080100FB;    // u32
+constexpr uint32_t RX_DROPS = 0x080100F8;     // u32
+constexpr uint32_t TX_DROPS = 0x080100F9;     // u32
+
+constexpr uint32_t STATUS_ADMIN_UP = 0x100;
+constexpr uint32_t STATUS_RUNNING = 0x400;
+constexpr uint32_t INTERNAL = 128;
+}  // namespace iface
+
 // System resources program: system information and health sensors.
 constexpr uint32_t SYSTEM_PROGRAM = 24;
 constexpr uint32_t SYSINFO_HANDLER = 2;
