@@ -4,5 +4,6 @@
 namespace snmp {
 
 void start_system_module();
+void start_interface_module();
 
 }  // namespace snmp
