@@ -18,6 +18,8 @@ struct LoadResult {
     uint64_t strays = 0;      // datagrams that matched no outstanding request
     uint64_t sendFailures = 0;
     uint64_t inFlight = 0;    // still outstanding when the time ran out (not timeouts)
+    uint64_t bindings = 0;    // variable bindings in the replies counted
+    uint64_t exceptions = 0;  // of those, noSuchObject, noSuchInstance or endOfMibView
     double seconds = 0;       // measured time
     std::vector<uint64_t> latenciesNs;
 };

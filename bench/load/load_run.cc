@@ -182,6 +182,8 @@ bool runLoad(const LoadOptions& o, LoadResult& r, std::string& error) {
             if (!slot.measured) continue;
             ++r.replies;
             r.latenciesNs.push_back(t - slot.sentNs);
+            r.bindings += head.bindings;
+            r.exceptions += head.exceptions;
             if (head.pduTag == 0xA2 && head.errorStatus != 0) ++r.errors;
         }
     }

@@ -109,6 +109,25 @@ TEST(ReadReplyHead, NeverReadsPastAnyCut) {
     for (const Bytes& g : garbage) EXPECT_FALSE(readReplyHead(g.data(), g.size(), head));
 }
 
+TEST(ReadReplyHead, CountsBindingsAndExceptions) {
+    // Response, request-id 5: 1.3.6.1 = INTEGER 7, 1.3.6.2 = NULL, 1.3.6.3 = endOfMibView.
+    Bytes reply = {0x30, 0x34, 0x02, 0x01, 0x01, 0x04, 0x06, 'p',  'u',  'b',  'l',  'i',  'c',  0xa2,
+                   0x27, 0x02, 0x01, 0x05, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00, 0x30, 0x1c, 0x30, 0x08,
+                   0x06, 0x03, 0x2b, 0x06, 0x01, 0x02, 0x01, 0x07, 0x30, 0x07, 0x06, 0x03, 0x2b, 0x06,
+                   0x02, 0x05, 0x00, 0x30, 0x07, 0x06, 0x03, 0x2b, 0x06, 0x03, 0x82, 0x00};
+    ReplyHead head;
+    ASSERT_TRUE(readReplyHead(reply.data(), reply.size(), head));
+    EXPECT_EQ(head.requestId, 5u);
+    EXPECT_EQ(head.bindings, 3u);
+    EXPECT_EQ(head.exceptions, 1u);
+    // A binding whose value runs past its sequence: the head still reads, nothing is counted.
+    reply[34] = 0x02;
+    ASSERT_TRUE(readReplyHead(reply.data(), reply.size(), head));
+    EXPECT_EQ(head.requestId, 5u);
+    EXPECT_EQ(head.bindings, 0u);
+    EXPECT_EQ(head.exceptions, 0u);
+}
+
 TEST(LoadOptions, ReachesLoopbackOnlyAndStaysBounded) {
     struct Case {
         std::vector<const char*> args;
@@ -211,6 +230,8 @@ TEST(RunLoad, MatchesEveryAnswerToItsRequest) {
     EXPECT_EQ(r.sent, 500u);
     EXPECT_EQ(r.replies, 500u);
     EXPECT_EQ(r.latenciesNs.size(), 500u);
+    EXPECT_EQ(r.bindings, 500u);  // the echoed request's one binding each time
+    EXPECT_EQ(r.exceptions, 0u);
     EXPECT_EQ(r.timeouts + r.strays + r.errors, 0u);
 }
 

@@ -99,6 +99,32 @@ struct Cursor {
     }
 };
 
+// Counts the bindings after error-status: error-index, then a sequence of name/value
+// sequences. Leaves both counts 0 unless the whole list reads.
+void countBindings(Cursor c, ReplyHead& head) {
+    uint32_t errorIndex;
+    uint8_t tag;
+    size_t len;
+    if (!c.integer(errorIndex) || !c.header(tag, len) || tag != 0x30) return;
+    c.end = c.p + len;
+    uint32_t bindings = 0;
+    uint32_t exceptions = 0;
+    while (c.p != c.end) {
+        if (!c.header(tag, len) || tag != 0x30) return;
+        Cursor binding{c.p, c.p + len};
+        c.p += len;
+        uint8_t valueTag;
+        size_t valueLen;
+        if (!binding.skip(0x06) || !binding.header(valueTag, valueLen)) return;
+        binding.p += valueLen;
+        if (binding.p != binding.end) return;
+        ++bindings;
+        if (valueTag >= 0x80 && valueTag <= 0x82) ++exceptions;
+    }
+    head.bindings = bindings;
+    head.exceptions = exceptions;
+}
+
 }  // namespace
 
 bool parseOid(const std::string& text, std::vector<uint32_t>& arcs) {
@@ -186,6 +212,7 @@ bool readReplyHead(const uint8_t* data, size_t len, ReplyHead& out) {
     ReplyHead head;
     head.pduTag = tag;
     if (!c.integer(head.requestId) || !c.integer(head.errorStatus)) return false;
+    countBindings(c, head);
     out = head;
     return true;
 }

@@ -39,15 +39,19 @@ bool encodeRequest(const RequestSpec& spec, EncodedRequest& out, std::string& er
 bool parseOid(const std::string& text, std::vector<uint32_t>& arcs);
 void patchRequestId(uint8_t* datagram, size_t idOffset, uint32_t id);
 
-// The fields of an answer that matter to the load: which request it answers, and whether a
-// Response carries an error. Any PDU tag is accepted (the echo server returns the request).
+// The fields of an answer that matter to the load: which request it answers, whether a
+// Response carries an error, and how many bindings it holds. Any PDU tag is accepted (the
+// echo server returns the request).
 struct ReplyHead {
     uint8_t pduTag = 0;
     uint32_t requestId = 0;
     uint32_t errorStatus = 0;
+    uint32_t bindings = 0;    // 0 when the binding list is absent or malformed
+    uint32_t exceptions = 0;  // of those, noSuchObject, noSuchInstance or endOfMibView
 };
 // False for anything that is not a message sequence holding version, community and a PDU
-// with request-id and error-status; never reads past len.
+// with request-id and error-status; never reads past len. The binding list is counted only
+// when it is well formed: a reply cut inside it still has its head.
 bool readReplyHead(const uint8_t* data, size_t len, ReplyHead& out);
 
 }  // namespace load
