@@ -52,6 +52,8 @@ int runAgent(void (*extraModules)()) {
     // health, virtual machines (those not built yet are absent).
     start_system_module();
     start_interface_module();
+    start_health_module();
+    start_vm_module();
     if (extraModules) extraModules();
 
     loop->startSubscribers();

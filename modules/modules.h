@@ -5,5 +5,7 @@ namespace snmp {
 
 void start_system_module();
 void start_interface_module();
+void start_health_module();
+void start_vm_module();
 
 }  // namespace snmp
