@@ -26,16 +26,7 @@ constexpr unsigned FAN_ARC = 9, CPU_COUNT_ARC = 14;
 constexpr uint32_t FIRST_BUILD_DELAY_MS = 700;
 constexpr uint32_t HEALTH_FLAGS = 5;
 
-namespace key {  // fields of the health service's object
-constexpr uint32_t VOLTAGE = 0x0800000D;
-constexpr uint32_t TEMPERATURE = 0x0800000E;
-constexpr uint32_t POWER = 0x08000010;
-constexpr uint32_t CPU_TEMPERATURE = 0x08000011;
-constexpr uint32_t CURRENT = 0x08000012;
-constexpr uint32_t PSU1 = 0x08001CE9;
-constexpr uint32_t PSU2 = 0x08001CEA;
-constexpr uint32_t FAN = 0x080001F6;
-}  // namespace key
+namespace key = lm::service::health;
 
 // A reading the service does not give: absolute zero, in tenths of a degree once scaled.
 constexpr int MISSING_CELSIUS = -273;
@@ -53,9 +44,9 @@ struct CpuCount : Data {
 
 const char* fanText(uint32_t mode) {
     switch (mode) {
-        case 0: return "aux";
-        case 1: return "main";
-        case 2: return "none";
+        case key::FAN_AUX: return "aux";
+        case key::FAN_MAIN: return "main";
+        case key::FAN_NONE: return "none";
         default: return "n/a";
     }
 }

@@ -52,4 +52,16 @@ constexpr uint32_t CPU_COUNT = 0x08000005;    // u32
 constexpr uint32_t UPTIME = 0x08000007;       // u32 seconds since boot
 }  // namespace sysinfo
 
+namespace health {  // u32 readings; a sensor the hardware lacks is an absent field
+constexpr uint32_t VOLTAGE = 0x0800000D;          // millivolts
+constexpr uint32_t TEMPERATURE = 0x0800000E;      // whole degrees Celsius, two's complement
+constexpr uint32_t POWER = 0x08000010;            // watts
+constexpr uint32_t CPU_TEMPERATURE = 0x08000011;  // whole degrees Celsius, two's complement
+constexpr uint32_t CURRENT = 0x08000012;          // milliamperes
+constexpr uint32_t PSU1 = 0x08001CE9;             // 0 good, anything else failed
+constexpr uint32_t PSU2 = 0x08001CEA;
+constexpr uint32_t FAN = 0x080001F6;              // FAN_AUX, FAN_MAIN or FAN_NONE
+constexpr uint32_t FAN_AUX = 0, FAN_MAIN = 1, FAN_NONE = 2;
+}  // namespace health
+
 }  // namespace lm::service
