@@ -1,15 +1,21 @@
 #!/usr/bin/env bash
 # Whole-agent load on this machine: lumo-snmpd against net-snmp's snmpd (the reference) and
 # a UDP echo server (the ceiling), each driven by snmp_load over loopback, one server at a
-# time. Prints a table of rates and latencies, the ratios lumo/reference and lumo/ceiling,
-# and lumo-snmpd's resident memory before and after the load.
+# time. Prints a table of rates, bindings and latencies, the ratios lumo/reference and
+# lumo/ceiling, and lumo-snmpd's resident memory before and after the load.
 #
 #   bench/load/run.sh
 #
+# Servers: lumo (lumo-snmpd alone), lumo+hostd (with lumo-hostd serving the host),
+# lumo+tables (lumo-snmpd-tables with lumo-hostd serving a generated table of TABLE_ROWS
+# rows and 20 columns at [200, 1]), net-snmp, echo. Each scenario names the servers it is
+# run against; a server none of the chosen scenarios names is not started.
+#
 # Knobs (environment): LOAD_SECONDS (measured seconds per run, default 5), LOAD_WARMUP
-# (default 1), LOAD_SERVERS (default "lumo lumo+hostd net-snmp echo"), LOAD_SCENARIOS
-# (names from the list below, default all), BUILD (default build-bench), LOAD_BUILD=0 to
-# use the programs already in BUILD.
+# (default 1), LOAD_SERVERS (default "lumo lumo+hostd lumo+tables net-snmp echo"),
+# LOAD_SCENARIOS (names from the list below, default all), TABLE_ROWS (default 10000),
+# BUILD (default build-bench), LOAD_BUILD=0 to use the programs already in BUILD, LOAD_WALK=1
+# to end with bench/load/table_walk.sh (full walks of the table, timed).
 set -euo pipefail
 
 echo "command: bench/load/run.sh${*:+ $*}"
@@ -19,15 +25,41 @@ BUILD=${BUILD:-$ROOT/build-bench}
 BIN=$BUILD/bin
 SECS=${LOAD_SECONDS:-5}
 WARMUP=${LOAD_WARMUP:-1}
-SERVERS=${LOAD_SERVERS:-lumo lumo+hostd net-snmp echo}
+SERVERS=${LOAD_SERVERS:-lumo lumo+hostd lumo+tables net-snmp echo}
+TABLE_ROWS=${TABLE_ROWS:-10000}
 
-# The scenarios: name | what it is | snmp_load arguments. Table walks and SNMPv3 runs are
-# added here as lines of their own once the agent serves them.
+# The scenarios: name | what it is | servers it is run against | snmp_load arguments.
+# @TABLE@ in the arguments is the server's own table column (table_column below). SNMPv3
+# runs are added here as lines of their own once the agent serves them.
 SCENARIO_LIST=(
-  "get-w1|v2c Get sysDescr.0, window 1|--op get --oid 1.3.6.1.2.1.1.1.0 --window 1"
-  "get-w32|v2c Get sysDescr.0, window 32|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32"
-  "bulk50|v2c GetBulk 1.3.6.1.2.1.1, max-repetitions 50, window 1|--op bulk --oid 1.3.6.1.2.1.1 --max-repetitions 50 --window 1"
+  "get-w1|v2c Get sysDescr.0, window 1|lumo lumo+hostd net-snmp echo|--op get --oid 1.3.6.1.2.1.1.1.0 --window 1"
+  "get-w32|v2c Get sysDescr.0, window 32|lumo lumo+hostd net-snmp echo|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32"
+  "bulk50|v2c GetBulk 1.3.6.1.2.1.1, max-repetitions 50, window 1|lumo lumo+hostd net-snmp echo|--op bulk --oid 1.3.6.1.2.1.1 --max-repetitions 50 --window 1"
+  "bulk50-table|v2c GetBulk max-repetitions 50 from a table column, window 1|lumo+tables net-snmp|--op bulk --oid @TABLE@ --max-repetitions 50 --window 1"
 )
+
+# The column a table scenario starts in: the fixture table's column 2 (10,000 rows, so 50
+# repetitions stay in it) for lumo, ifDescr for net-snmp (a few interfaces here, so its 50
+# repetitions run on through ifTable's next columns).
+table_column() {
+  case $1 in
+    lumo+tables) echo 1.3.6.1.4.1.47392.99.1.1.2 ;;
+    net-snmp) echo 1.3.6.1.2.1.2.2.1.2 ;;
+    *) echo "run.sh: $1 has no table" >&2; exit 2 ;;
+  esac
+}
+
+# True if SERVER runs at least one of the chosen scenarios.
+server_needed() {
+  local entry rest name servers
+  for entry in "${SCENARIO_LIST[@]}"; do
+    name=${entry%%|*}
+    rest=${entry#*|}; rest=${rest#*|}
+    servers=${rest%%|*}
+    [[ " $SCENARIOS " == *" $name "* && " $servers " == *" $1 "* ]] && return 0
+  done
+  return 1
+}
 SCENARIOS=${LOAD_SCENARIOS:-$(for s in "${SCENARIO_LIST[@]}"; do printf '%s ' "${s%%|*}"; done)}
 
 # --- build ------------------------------------------------------------------------------
@@ -35,7 +67,8 @@ if [ "${LOAD_BUILD:-1}" != 0 ]; then
   if [ ! -f "$BUILD/build.ninja" ]; then
     cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLUMO_BENCH=ON >/dev/null
   fi
-  if ! cmake --build "$BUILD" -j2 --target lumo-snmpd lumoctl lumo-hostd snmp_load udp_echo >"$BUILD/load-build.log" 2>&1; then
+  if ! cmake --build "$BUILD" -j2 --target lumo-snmpd lumo-snmpd-tables lumoctl lumo-hostd snmp_load udp_echo \
+    >"$BUILD/load-build.log" 2>&1; then
     tail -30 "$BUILD/load-build.log"
     echo "run.sh: build failed (whole log in $BUILD/load-build.log)" >&2
     exit 1
@@ -90,11 +123,14 @@ RESULTS=$WORK/results.jsonl
 MEMORY=()
 
 run_scenarios() {  # run_scenarios SERVER PORT PID
-  local name args line cpu
+  local name args servers rest line cpu
   for entry in "${SCENARIO_LIST[@]}"; do
     name=${entry%%|*}
     args=${entry##*|}
-    [[ " $SCENARIOS " == *" $name "* ]] || continue
+    rest=${entry#*|}; rest=${rest#*|}
+    servers=${rest%%|*}
+    [[ " $SCENARIOS " == *" $name "* && " $servers " == *" $1 "* ]] || continue
+    [[ $args == *@TABLE@* ]] && args=${args//@TABLE@/$(table_column "$1")}
     # shellcheck disable=SC2086  # args is a list of options
     "$BIN/snmp_load" --port "$2" --seconds "$WARMUP" $args >/dev/null
     cpu=$(cpu_ns "$3")
@@ -102,16 +138,26 @@ run_scenarios() {  # run_scenarios SERVER PORT PID
     line=$("$BIN/snmp_load" --port "$2" --seconds "$SECS" --label "$1 $name" --json $args)
     cpu=$(($(cpu_ns "$3") - cpu))
     echo "${line%\}}, \"server_cpu_ns\": $cpu}" >>"$RESULTS"
-    tail -1 "$RESULTS" | python3 -c 'import json,sys; r=json.loads(sys.stdin.read()); print("  %-22s %9.0f replies/s  median %7.1f us  p99 %8.1f us  %d timeouts" % (r["label"], r["rate"], r["median_us"], r["p99_us"], r["timeouts"]))'
+    tail -1 "$RESULTS" | python3 -c 'import json,sys; r=json.loads(sys.stdin.read()); print("  %-26s %9.0f replies/s %10.0f bindings/s  median %7.1f us  p99 %8.1f us  %d timeouts" % (r["label"], r["rate"], r["binding_rate"], r["median_us"], r["p99_us"], r["timeouts"]))'
   done
 }
 
 # --- servers ------------------------------------------------------------------------------
-run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD
-  local root port agent
+run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD [AGENT-PROGRAM]
+  local root port agent program=${3:-lumo-snmpd}
   root=$(mktemp -d "$WORK/lumo-root-XXXXXX")
   port=$(free_port)
-  if [ "$2" = yes ]; then
+  if [ "$2" = tables ]; then
+    # The table the scenarios read: TABLE_ROWS rows of 20 columns at [200, 1].
+    python3 "$ROOT/tools/make-table-fixture" --path 200/1 --rows "$TABLE_ROWS" --columns 20 \
+      -o "$WORK/table.json"
+    LUMO_ROOT=$root start "$WORK/hostd-tables.log" "$BIN/lumo-hostd" --fixture "$WORK/table.json"
+    local hostd=$LAST_PID
+    for _ in $(seq 200); do
+      LUMO_ROOT=$root "$BIN/lumoctl" --timeout 200 call 200/99 get >/dev/null 2>&1 && break
+      sleep 0.05
+    done
+  elif [ "$2" = yes ]; then
     # Host mode: hostd serves this machine's system information at [24, 2].
     LUMO_ROOT=$root start "$WORK/hostd.log" "$BIN/lumo-hostd"
     local hostd=$LAST_PID
@@ -120,7 +166,7 @@ run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD
       sleep 0.05
     done
   fi
-  LUMO_ROOT=$root LUMO_SNMP_PORT=$port start "$WORK/agent-$1.log" "$BIN/lumo-snmpd"
+  LUMO_ROOT=$root LUMO_SNMP_PORT=$port start "$WORK/agent-$1.log" "$BIN/$program"
   agent=$LAST_PID
   for _ in $(seq 100); do
     LUMO_ROOT=$root "$BIN/lumoctl" --timeout 200 call 34/0 get >/dev/null 2>&1 && break
@@ -134,7 +180,7 @@ run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD
   after=$(rss_kb "$agent")
   MEMORY+=("$1: VmRSS idle ${idle} kB, after the load ${after} kB")
   stop "$agent"
-  [ "$2" = yes ] && stop "$hostd"
+  [ "$2" != no ] && stop "$hostd"
   return 0
 }
 
@@ -167,10 +213,16 @@ run_echo() {
 
 echo "measured ${SECS} s per run after ${WARMUP} s of warm-up; servers: $SERVERS"
 for server in $SERVERS; do
+  case $server in
+    lumo | lumo+hostd | lumo+tables | net-snmp | echo) ;;
+    *) echo "run.sh: unknown server $server" >&2; exit 2 ;;
+  esac
+  server_needed "$server" || continue
   echo "$server:"
   case $server in
     lumo) run_lumo lumo no ;;
     lumo+hostd) run_lumo lumo+hostd yes ;;
+    lumo+tables) run_lumo lumo+tables tables lumo-snmpd-tables ;;
     net-snmp) run_netsnmp ;;
     echo) run_echo ;;
     *) echo "run.sh: unknown server $server" >&2; exit 2 ;;
@@ -190,38 +242,52 @@ for r in rows:
     by[(server, scenario)] = r
     if server not in servers:
         servers.append(server)
-print("| scenario | server | replies/s | median us | p99 us | timeouts | server CPU us/reply |")
-print("|---|---|---:|---:|---:|---:|---:|")
+
+def per(r, what):  # server CPU in microseconds per reply or per binding
+    n = r[what]
+    return r["server_cpu_ns"] / 1000.0 / n if n else 0
+
+# bindings/reply and exceptions/reply tell what a reply held: the echo server returns the
+# request's one binding, a GetBulk cut short by endOfMibView holds fewer than asked for.
+print("| scenario | server | replies/s | bindings/reply | exceptions/reply | bindings/s | median us"
+      " | p99 us | timeouts | server CPU us/reply | server CPU us/binding |")
+print("|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
 for sc in scenarios:
     for sv in servers:
         r = by.get((sv, sc))
         if r:
-            cpu = r["server_cpu_ns"] / 1000.0 / r["replies"] if r["replies"] else 0
-            print("| %s | %s | %.0f | %.1f | %.1f | %d | %.2f |" % (sc, sv, r["rate"], r["median_us"], r["p99_us"], r["timeouts"], cpu))
+            n = r["replies"] or 1
+            print("| %s | %s | %.0f | %.1f | %.1f | %.0f | %.1f | %.1f | %d | %.2f | %.3f |" % (
+                sc, sv, r["rate"], r["bindings"] / n, r["exceptions"] / n, r["binding_rate"],
+                r["median_us"], r["p99_us"], r["timeouts"], per(r, "replies"), per(r, "bindings")))
 print()
-lumos = [s for s in servers if s.startswith("lumo")]
-refs = [s for s in ("net-snmp", "echo") if s in servers]
 
-def cpu_per_reply(r):
-    return r["server_cpu_ns"] / r["replies"] if r["replies"] else 0
+# Ratios of every lumo server to every reference that ran the same scenario, by rate and by
+# bindings per second (what a manager sees) and by server CPU per reply and per binding (what
+# the machine's other load disturbs least): above 1 means lumo is ahead. The echo server's
+# one binding a reply is no reference for bindings: "-" there.
+def ratio(a, b):
+    return "%.2f" % (a / b) if b else "-"
 
-# Ratios by rate (what a manager sees) and by server CPU per reply (what the machine's other
-# load disturbs least): above 1 means lumo is ahead.
-for title, better in (("rate", lambda a, b: a["rate"] / b["rate"] if b["rate"] else 0),
-                      ("server CPU per reply", lambda a, b: cpu_per_reply(b) / cpu_per_reply(a) if cpu_per_reply(a) else 0)):
-    if not lumos or not refs:
-        break
-    head = ["%s/%s" % (l, r) for l in lumos for r in refs]
-    print("| ratio by %s | " % title + " | ".join(head) + " |")
-    print("|---|" + "---:|" * len(head))
-    for sc in scenarios:
-        cells = []
-        for l in lumos:
-            for ref in refs:
-                a, b = by.get((l, sc)), by.get((ref, sc))
-                cells.append("%.2f" % better(a, b) if a and b else "-")
-        print("| %s | " % sc + " | ".join(cells) + " |")
-    print()
+print("| scenario | lumo / reference | replies/s | bindings/s | server CPU per reply | server CPU per binding |")
+print("|---|---|---:|---:|---:|---:|")
+for sc in scenarios:
+    for l in (s for s in servers if s.startswith("lumo")):
+        for ref in ("net-snmp", "echo"):
+            a, b = by.get((l, sc)), by.get((ref, sc))
+            if a and b:
+                echo = ref == "echo"
+                print("| %s | %s / %s | %s | %s | %s | %s |" % (
+                    sc, l, ref, ratio(a["rate"], b["rate"]),
+                    "-" if echo else ratio(a["binding_rate"], b["binding_rate"]),
+                    ratio(per(b, "replies"), per(a, "replies")),
+                    "-" if echo else ratio(per(b, "bindings"), per(a, "bindings"))))
+print()
 PY
 echo
 for line in "${MEMORY[@]}"; do echo "$line"; done
+
+if [ "${LOAD_WALK:-0}" != 0 ]; then
+  echo
+  BUILD=$BUILD LOAD_BUILD=0 TABLE_ROWS=$TABLE_ROWS "$ROOT/bench/load/table_walk.sh"
+fi
