@@ -141,7 +141,9 @@ def check_bulk(args, text, problems):
     complete = len(got) % width == 0 and (got == due or (
         got == due[:len(got)] and got and all(g == "end" for g in got[-width:])))
     if not complete:
-        problems.append("got " + " ".join(got) + "\n  due " + " ".join(due))
+        at = next((i for i, (g, d) in enumerate(zip(got, due)) if g != d), min(len(got), len(due)))
+        problems.append(f"{len(got)} bindings, {len(due)} due; from binding {at}: got "
+                        + " ".join(got[at:at + 3]) + ", due " + " ".join(due[at:at + 3]))
     for oid, value in bindings(text):
         if table_of(oid) and not value.startswith(END) and value != expected_value(oid):
             problems.append(f"{dotted(oid)} = {value}")
