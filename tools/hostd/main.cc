@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/services.h"
+#include "tools/hostd/interface_service.h"
 #include "tools/hostd/program_host.h"
 #include "tools/hostd/sysinfo_service.h"
 
@@ -29,7 +30,7 @@ constexpr int EXIT_USAGE = 2;
 // this one must not match.
 constexpr const char* USAGE =
     "usage: lumo-hostd [--fixture FILE.json]\n"
-    "  (no arguments)        serve this host: system information at [24, 2]\n"
+    "  (no arguments)        serve this host: interfaces at [20, 0], system information at [24, 2]\n"
     "  --fixture FILE.json   serve the objects of a fixture file instead (tests, demos)\n";
 
 int usage(const std::string& problem) {
@@ -38,13 +39,18 @@ int usage(const std::string& problem) {
 }
 
 // Host mode: the programs this host serves and the services of each, one class per
-// service. Interfaces (program 20) and health ([24, 14]) join this list as they come.
+// service. Health ([24, 14]) joins this list when it comes.
 struct HostProgram {
     uint32_t program;
     void (*install)(hostd::ProgramHost& host);
 };
 
 const HostProgram HOST_PROGRAMS[] = {
+    {lm::service::INTERFACES_PROGRAM,
+     [](hostd::ProgramHost& host) {
+         host.install(lm::service::INTERFACES_HANDLER,
+                      std::make_unique<hostd::InterfaceService>(host.looper().runner()));
+     }},
     {lm::service::SYSTEM_PROGRAM,
      [](hostd::ProgramHost& host) {
          host.install(lm::service::SYSINFO_HANDLER, std::make_unique<hostd::SysinfoService>());
