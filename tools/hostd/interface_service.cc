@@ -101,13 +101,17 @@ void InterfaceService::onAnnouncement(const LinkEvent& event) {
         snapshot_.remove(event.link.index);
         return;
     }
+    const bool changed = status_.update(event.link.index, statusFlags(event.link.flags));
+    if (!changed && !snapshot_.held()) return;  // thousands of links made at once: no ioctl each
     lm::message object = objectOf(event.link);
-    if (status_.update(event.link.index, statusFlags(event.link.flags))) publishLink(object);
+    if (changed) publishLink(object);
     snapshot_.put(std::move(object));
 }
 
 void InterfaceService::takeAnnouncements() {
     if (!monitoring_) return;
+    // A snapshot past its age is read again by the next request: keeping it current is waste.
+    if (!snapshot_.fresh(lm::monotonicMs())) snapshot_.drop();
     if (monitor_.drain([this](const LinkEvent& e) { onAnnouncement(e); })) return;
     // Announcements were lost: read everything again, which also publishes what changed.
     LLOG(interfacesLog()) << "interfaces: link announcements overflowed; reading every link" << std::endl;

@@ -29,6 +29,7 @@ public:
     void put(lm::message object);
     void remove(uint32_t id);
 
+    bool held() const { return held_; }
     const std::vector<lm::message>& objects() const { return objects_; }
 
 private:
