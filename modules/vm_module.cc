@@ -13,6 +13,7 @@
 #include "mib/table.h"
 #include "modules/modules.h"
 #include "platform/bus.h"
+#include "platform/services.h"
 #include "wire/snmp_codes.h"
 
 namespace snmp {
@@ -20,7 +21,6 @@ namespace snmp {
 namespace {
 
 const OID VM_ENTRY("1.3.6.1.4.1.6876.2.1.1");
-constexpr uint32_t FULL_PROGRAM = 112, NESTLING_PROGRAM = 109, GUEST_HANDLER = 1;
 constexpr uint32_t GUEST_LIST_FLAGS = 5;
 constexpr uint32_t FULL_MASK = 0x20000, NESTLING_MASK = 0x10000;
 
@@ -103,8 +103,8 @@ void buildNestling(const lm::message& o, VData& rows) {
 
 void start_vm_module() {
     auto* provider = new GetAllMultiProvider;
-    provider->addSource(buildFullMachine, {FULL_PROGRAM, GUEST_HANDLER}, GUEST_LIST_FLAGS, FULL_MASK);
-    provider->addSource(buildNestling, {NESTLING_PROGRAM, GUEST_HANDLER}, GUEST_LIST_FLAGS,
+    provider->addSource(buildFullMachine, {lm::service::FULL_GUESTS_PROGRAM, lm::service::GUESTS_HANDLER}, GUEST_LIST_FLAGS, FULL_MASK);
+    provider->addSource(buildNestling, {lm::service::NESTLING_GUESTS_PROGRAM, lm::service::GUESTS_HANDLER}, GUEST_LIST_FLAGS,
                         NESTLING_MASK);
     auto* table = new MapTable(provider);
     table->addIndex(new DataNumPacker(&VmRecord::index, tag::INTEGER), lm::key::OBJECT_ID);

@@ -37,6 +37,11 @@ constexpr uint32_t STATUS_RUNNING = 0x400;
 constexpr uint32_t INTERNAL = 128;
 }  // namespace iface
 
+// Guests: full virtual machines and nestling instances, one list each.
+constexpr uint32_t FULL_GUESTS_PROGRAM = 112;
+constexpr uint32_t NESTLING_GUESTS_PROGRAM = 109;
+constexpr uint32_t GUESTS_HANDLER = 1;
+
 // System resources program: system information and health sensors.
 constexpr uint32_t SYSTEM_PROGRAM = 24;
 constexpr uint32_t SYSINFO_HANDLER = 2;

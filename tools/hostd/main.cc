@@ -20,6 +20,8 @@
 #include "platform/services.h"
 #include "tools/hostd/interface_service.h"
 #include "tools/hostd/program_host.h"
+#include "tools/hostd/guest_service.h"
+#include "tools/hostd/health_service.h"
 #include "tools/hostd/sysinfo_service.h"
 
 namespace {
@@ -39,7 +41,7 @@ int usage(const std::string& problem) {
 }
 
 // Host mode: the programs this host serves and the services of each, one class per
-// service. Health ([24, 14]) joins this list when it comes.
+// service.
 struct HostProgram {
     uint32_t program;
     void (*install)(hostd::ProgramHost& host);
@@ -54,6 +56,15 @@ const HostProgram HOST_PROGRAMS[] = {
     {lm::service::SYSTEM_PROGRAM,
      [](hostd::ProgramHost& host) {
          host.install(lm::service::SYSINFO_HANDLER, std::make_unique<hostd::SysinfoService>());
+         host.install(lm::service::HEALTH_HANDLER, std::make_unique<hostd::HealthService>());
+     }},
+    {lm::service::FULL_GUESTS_PROGRAM,
+     [](hostd::ProgramHost& host) {
+         host.install(lm::service::GUESTS_HANDLER, std::make_unique<hostd::GuestService>());
+     }},
+    {lm::service::NESTLING_GUESTS_PROGRAM,
+     [](hostd::ProgramHost& host) {
+         host.install(lm::service::GUESTS_HANDLER, std::make_unique<hostd::GuestService>());
      }},
 };
 
