@@ -7,7 +7,7 @@ source "$(dirname "$0")/tables_lib.sh"
 
 # since START: seconds since START (an $EPOCHREALTIME), to two decimals.
 since() {
-  local us=$(( ${EPOCHREALTIME/./} - ${1/./} ))
+  local us=$(( ${EPOCHREALTIME//[.,]/} - ${1//[.,]/} ))
   printf '%d.%02d' $((us / 1000000)) $((us % 1000000 / 10000))
 }
 # below A B: A < B, both decimal seconds.
@@ -113,12 +113,12 @@ for mode in 1:short 2:extra 3:reversed 4:restart; do
   control 0x990005 0x08990008="$n"
   if [ "$name" = restart ]; then rows="--subset --wide 250 --narrow 250"; else
     rows="--wide 250 --narrow 250"; fi
-  known_fault $fault expect_walk "$name pages: snmpwalk" "$rows" tool snmpwalk $TABLES
-  known_fault $fault expect_walk "$name pages: snmpbulkwalk" "$rows" tool snmpbulkwalk $TABLES
-  known_fault $fault expect_walk "$name pages: snmpbulkwalk -Cr50" "$rows" \
+  known_fault "$fault" expect_walk "$name pages: snmpwalk" "$rows" tool snmpwalk $TABLES
+  known_fault "$fault" expect_walk "$name pages: snmpbulkwalk" "$rows" tool snmpbulkwalk $TABLES
+  known_fault "$fault" expect_walk "$name pages: snmpbulkwalk -Cr50" "$rows" \
     tool snmpbulkwalk -Cr50 $TABLES
   if [ "$name" != restart ]; then
-    known_fault $fault expect_check "$name pages: GetBulk of three repeaters, row by row" \
+    known_fault "$fault" expect_check "$name pages: GetBulk of three repeaters, row by row" \
       "bulk --wide 250 --narrow 250 --repeat 20 $WIDE.2 $WIDE.3.120 $WIDE.20.240" \
       tool snmpbulkget -Cn0 -Cr20 $WIDE.2 $WIDE.3.120 $WIDE.20.240
   fi

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # WIDE, NARROW...: for the tests that source this
 # Helpers for the table tests: lumo-snmpd-tables against lumo-hostd serving fixture tables.
 #
 #   wide table    1.3.6.1.4.1.47392.99.1.1, 20 columns, objects of [200, 1]
@@ -23,8 +24,11 @@ check() { python3 "$HERE/table_walk_check.py" "$@"; }
 # make_fixture WIDE_IDS NARROW_IDS: writes FIXTURE with those rows in the two tables.
 make_fixture() {
   local wide=$LUMO_ROOT/wide.json narrow=$LUMO_ROOT/narrow.json
-  "$MAKE_FIXTURE" --path $PROGRAM/1 $(rows_args "$1") -o "$wide"
-  "$MAKE_FIXTURE" --path $PROGRAM/2 --columns 3 $(rows_args "$2") -o "$narrow"
+  local -a wide_rows narrow_rows
+  read -ra wide_rows <<<"$(rows_args "$1")"
+  read -ra narrow_rows <<<"$(rows_args "$2")"
+  "$MAKE_FIXTURE" --path $PROGRAM/1 "${wide_rows[@]}" -o "$wide"
+  "$MAKE_FIXTURE" --path $PROGRAM/2 --columns 3 "${narrow_rows[@]}" -o "$narrow"
   python3 - "$wide" "$narrow" "$FIXTURE" <<'EOF'
 import json, sys
 merged = json.load(open(sys.argv[1]))

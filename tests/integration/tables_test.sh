@@ -74,7 +74,7 @@ table_cases() {
 table_cases "ids with gaps" 1,2,5,9,200 1,2,5,9,200
 for name in $WIDE.2.3 $WIDE.2.4 $WIDE.2.201 $WIDE.2.0 $WIDE.2.5.1 $WIDE.2.200.0 $WIDE.21.5; do
   case $name in $WIDE.21.*) due="No Such Object" ;; *) due="No Such Instance" ;; esac
-  expect_output "ids with gaps: Get of $name: $due" "^\.$name = $due" tool snmpget $name
+  expect_output "ids with gaps: Get of $name: $due" "^\.$name = $due" tool snmpget "$name"
 done
 table_cases "a single row" 7 7
 expect_output "a single row: Get of another id has no instance" "^\.$WIDE.3.8 = No Such Instance" \
