@@ -183,6 +183,9 @@ int RtnetlinkRequests::getLink(uint32_t index, LinkInfo& out, std::string& why) 
     const int error = receive([&](uint16_t type, const uint8_t* data, size_t len) {
         if (type != RTM_NEWLINK) return false;
         found = parseLink(data, len, out, why);
+        if (!found) {
+            LLOG(interfacesLog()) << "interfaces: link " << index << " dropped: " << why << std::endl;
+        }
         return true;
     }, why);
     if (error) return error;

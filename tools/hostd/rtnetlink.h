@@ -28,8 +28,9 @@ public:
 
 private:
     bool send(std::vector<uint8_t>& request, std::string& why);
-    // Reads the replies to the last request until done returns true or an error comes.
-    // done gets each message of this request's sequence; the error is a negative errno.
+    // Reads the replies to the last request until the kernel ends them (NLMSG_DONE, an
+    // acknowledgement) or onMessage, given each other message of this request, returns
+    // true. 0, or the errno the kernel or the socket answered.
     int receive(const std::function<bool(uint16_t type, const uint8_t* data, size_t len)>& onMessage,
                 std::string& why);
 
