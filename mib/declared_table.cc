@@ -14,9 +14,10 @@ namespace {
 const lm::message& fieldsOf(const Data* d) { return static_cast<const MessageRow*>(d)->fields; }
 lm::message& fieldsOf(Data* d) { return static_cast<MessageRow*>(d)->fields; }
 
-Data* rowOf(const lm::message& object, VData&) {
+// The object becomes the row: its fields are taken, not copied.
+Data* rowOf(lm::message& object, VData&) {
     auto* row = new MessageRow;
-    row->fields = object;
+    row->fields = std::move(object);
     return row;
 }
 

@@ -12,10 +12,6 @@ namespace snmp {
 
 namespace {
 
-uint32_t objectIdOf(const lm::message& object) {
-    return object.getU32(lm::key::OBJECT_ID, Key::UNSET);
-}
-
 // The start of a pass, as the paging contract places it: a position when an earlier reply
 // gave one, else the row's object id (standard key); the key fields otherwise.
 void placeStart(const Key& key, const MapTable& table, lm::message& req) {
@@ -37,17 +33,26 @@ void placeStart(const Key& key, const MapTable& table, lm::message& req) {
     }
 }
 
+// Where an object stands in the service's list, read before a builder may take its fields.
+struct Placement {
+    uint32_t id;
+    uint32_t position;
+};
+
+Placement placementOf(const lm::message& object) {
+    return {object.getU32(lm::key::OBJECT_ID, Key::UNSET), object.getU32(lm::key::POSITION, Key::UNSET)};
+}
+
 // Whether an object lies at or before the row a walk starts after, so it is not part of
 // the walk. Standard keys compare ids, which is also what puts a page that a service
 // served out of order right; other keys can only recognise the named row itself.
-bool atOrBeforeStart(const Key& start, const MapTable& table, const lm::message& object,
-                     const Data* row) {
-    if (!start.skipFirst) return false;
-    if (table.hasStdKey()) {
-        const uint32_t id = objectIdOf(object);
-        return start.id != Key::UNSET && id != Key::UNSET && id <= start.id;
-    }
-    if (!row) return false;
+bool atOrBeforeStart(const Key& start, bool stdKey, Placement at) {
+    return start.skipFirst && stdKey && start.id != Key::UNSET && at.id != Key::UNSET &&
+           at.id <= start.id;
+}
+
+bool isStartRow(const Key& start, const MapTable& table, const Data* row) {
+    if (!start.skipFirst || table.hasStdKey() || !row) return false;
     lm::message rowKey;
     table.addKeyToMessage(row, rowKey);
     return rowKey == start.message;
@@ -55,14 +60,13 @@ bool atOrBeforeStart(const Key& start, const MapTable& table, const lm::message&
 
 // Moves the working key to the row just taken. Standard keys keep the highest id seen,
 // so a page served in another order still moves the walk forward.
-void advance(Key& work, const MapTable& table, const lm::message& object, const Data* row,
+void advance(Key& work, const MapTable& table, Placement at, const Data* row,
              const std::vector<uint32_t>& path) {
     if (table.hasStdKey()) {
-        const uint32_t id = objectIdOf(object);
-        if (id == Key::UNSET) return;
-        if (work.id == Key::UNSET || id >= work.id) {
-            work.id = id;
-            work.position = object.getU32(lm::key::POSITION, Key::UNSET);
+        if (at.id == Key::UNSET) return;
+        if (work.id == Key::UNSET || at.id >= work.id) {
+            work.id = at.id;
+            work.position = at.position;
         }
         return;
     }
@@ -124,6 +128,7 @@ VData* GetAllProvider::getData(const Key& key, const MapTable* table, Source& sr
     const unsigned want = n ? n : 1;
     unsigned added = 0;
     Key work = key;
+    uint32_t lastContinuation = Key::UNSET;
     // Every pass that goes on has taken at least one row, so a walk needs at most want
     // passes; the bound holds off a service that keeps answering without progress.
     for (unsigned pass = 0; pass <= want && added < want; ++pass) {
@@ -131,10 +136,12 @@ VData* GetAllProvider::getData(const Key& key, const MapTable* table, Source& sr
         lm::message req;
         req.setCommand(lm::cmd::GET_ALL);
         req.setU32(lm::key::FLAGS, src.parameter);
-        // One more than still wanted: a pass from a row the walk holds gets that row back.
-        req.setU32(lm::key::WANT, n + 1 - std::min(n, added));
+        // What is still wanted, and one more on the first pass from a named row, which the
+        // service sends back first.
+        const bool startRowComes = pass == 0 && key.skipFirst;
+        req.setU32(lm::key::WANT, want - added + (startRowComes ? 1 : 0));
         placeStart(work, *table, req);
-        const lm::message reply = queryService(src.path, req);
+        lm::message reply = queryService(src.path, req);
         if (lm::isError(reply)) {
             if (lm::getErrorCode(reply) == lm::err::NO_OBJECT && !key.empty()) {
                 LLOG(dlog) << "bad key" << std::endl;
@@ -142,10 +149,17 @@ VData* GetAllProvider::getData(const Key& key, const MapTable* table, Source& sr
             }
             break;  // any other failure ends the walk with what it gathered
         }
-        const std::vector<lm::message>* objects = reply.findMsgArray(lm::key::OBJECTS);
+        std::vector<lm::message>* objects = reply.findMsgArray(lm::key::OBJECTS);
         if (!objects) break;
-        for (const lm::message& object : *objects) {
-            if (added >= want) break;
+        const bool stdKey = table->hasStdKey();
+        // The whole page is taken, even past what was wanted: a service that serves a page
+        // in another order must not lose its lowest rows to the cut.
+        for (lm::message& object : *objects) {
+            const Placement at = placementOf(object);
+            if (atOrBeforeStart(passStart, stdKey, at)) {
+                LLOG(dlog) << "skip first" << std::endl;
+                continue;
+            }
             const size_t before = result->size();
             Data* keyRow = nullptr;
             if (src.listBuilder) {
@@ -155,18 +169,25 @@ VData* GetAllProvider::getData(const Key& key, const MapTable* table, Source& sr
                 keyRow = src.rowBuilder(object, *result);
                 if (keyRow) result->rows.push_back(keyRow);
             }
-            if (atOrBeforeStart(passStart, *table, object, keyRow)) {
+            if (isStartRow(passStart, *table, keyRow)) {
                 LLOG(dlog) << "skip first" << std::endl;
                 destroyFrom(*result, before);
                 continue;
             }
-            advance(work, *table, object, keyRow, src.path);
+            advance(work, *table, at, keyRow, src.path);
             added += static_cast<unsigned>(result->size() - before);
             LLOG(dlog) << "added: " << added << std::endl;
         }
-        if (work == passStart || added >= want) break;
-        if (!reply.hasU32(lm::key::START)) break;  // the list ended
-        work.skipFirst = true;  // the next pass starts at the last row taken
+        if (added >= want || !reply.hasU32(lm::key::START)) break;  // enough, or the list ended
+        // The next pass goes on where the service says its list continues, still dropping
+        // rows at or before the start. A page with nothing new (a service that pages short
+        // may send the start row alone) is not the end; the same continuation twice
+        // without anything new is a service that does not move, and ends the walk.
+        const uint32_t next = reply.getU32(lm::key::START);
+        if (work == passStart && next == lastContinuation) break;
+        work.position = next;
+        lastContinuation = next;
+        work.skipFirst = true;
     }
     created.release();
     return result;

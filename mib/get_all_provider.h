@@ -18,10 +18,12 @@ namespace snmp {
 class GetAllProvider : public TableProvider {
 public:
     // Appends the rows one object gives (any number); the last one appended is the row
-    // that names the object's place in the table.
-    using ListBuilder = std::function<void(const lm::message& object, VData& rows)>;
-    // One row per object, or null to leave the object out.
-    using RowBuilder = std::function<Data*(const lm::message& object, VData& rows)>;
+    // that names the object's place in the table. The object is the provider's own, read
+    // by nothing after the builder: a builder may take its fields instead of copying them
+    // (builders that take a const reference work as well).
+    using ListBuilder = std::function<void(lm::message& object, VData& rows)>;
+    // One row per object, or null to leave the object out; the object as above.
+    using RowBuilder = std::function<Data*(lm::message& object, VData& rows)>;
     // A list computed in the agent: rows after key (null: from the start), at most n, into
     // result (null: a new list), or, with row set, a write of that row.
     using LocalSource = std::function<VData*(Key* key, unsigned n, VData* result, Data* row)>;

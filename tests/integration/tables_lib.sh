@@ -106,19 +106,7 @@ expect_sysdescr() {
   expect_match "${1:-sysDescr.0 still answers}" "^\.$SYSDESCR = STRING: " tool snmpget $SYSDESCR
 }
 
-# Faults of the agent that are known and not fixed yet: the cases that show them are
-# skipped while the fault is listed here. Run with KNOWN_FAULT= to run them all.
-KNOWN_FAULT=${KNOWN_FAULT-short-pages reversed-pages}
-SKIPPED=0
-# known_fault FAULT COMMAND...: runs the case COMMAND unless FAULT is listed.
-known_fault() {
-  local fault=$1; shift
-  if [[ " $KNOWN_FAULT " == *" $fault "* ]]; then
-    SKIPPED=$((SKIPPED + 1)); log "skip (KNOWN_FAULT $fault): $2"; return 0
-  fi
-  "$@"
-}
 finish_tables() {
-  echo "$PASSED passed, $FAILED failed, $SKIPPED skipped"
+  echo "$PASSED passed, $FAILED failed"
   [ "$FAILED" -eq 0 ]
 }

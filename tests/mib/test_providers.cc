@@ -215,11 +215,25 @@ TEST_F(ProviderTest, ServicesThatBreakTheContractNeitherRepeatRowsNorHoldTheWalk
     service->asked.clear();
     rows.reset(table->getNext(after(2), 4));
     EXPECT_EQ((std::vector<unsigned>{3, 4, 5}), idsOf(rows.get()));
-    EXPECT_EQ(2u, service->asked.size());
+    EXPECT_EQ(3u, service->asked.size());  // then the same page twice more: it does not move
+    service->pageLimit = 3;                 // never reaches past the start at all
     service->asked.clear();
     rows.reset(table->getNext(after(6), 4));
     EXPECT_TRUE(rows && rows->empty());
-    EXPECT_EQ(1u, service->asked.size());
+    EXPECT_EQ(2u, service->asked.size());
+}
+
+TEST_F(ProviderTest, APageHoldingOnlyTheStartRowIsNotTheEnd) {
+    serve({1, 2, 3, 4, 5, 6});
+    service->pageLimit = 1;  // every page holds one object, with a continuation
+    std::unique_ptr<VData> rows(table->getNext(after(1, 0), 3));
+    EXPECT_EQ((std::vector<unsigned>{2, 3, 4}), idsOf(rows.get()));
+    service->reversed = true;
+    service->pageLimit = 0;
+    rows.reset(table->getFirst(3));  // a reversed page must not lose its lowest row
+    std::vector<unsigned> got = idsOf(rows.get());
+    std::sort(got.begin(), got.end());
+    EXPECT_EQ((std::vector<unsigned>{1, 2, 3}), got);
 }
 
 TEST_F(ProviderTest, ARefusedKeyIsNoListButARefusedStartIsAnEmptyOne) {
