@@ -265,10 +265,12 @@ private:
         }
     }
 
-    // The same typed key twice would make equality and lookups ambiguous.
+    // The same typed key twice would make equality and lookups ambiguous. Objects of a few
+    // dozen fields are checked pair by pair: cheaper than sorting a copy of their keys.
+    static constexpr size_t QUADRATIC_UNIQUE_LIMIT = 32;
     bool unique(const std::vector<Field>& list) {
         if (list.size() < 2) return true;
-        if (list.size() <= 16) {
+        if (list.size() <= QUADRATIC_UNIQUE_LIMIT) {
             for (size_t i = 1; i < list.size(); ++i)
                 for (size_t j = 0; j < i; ++j)
                     if (list[i].key == list[j].key) return bad("duplicate key " + hex(list[i].key));
