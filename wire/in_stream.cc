@@ -18,12 +18,17 @@ namespace {
 constexpr int kNoLength = -1;  // getLen failed (it printed whatever there was to print)
 constexpr int kOverflow = -2;  // contents run past the buffer; the caller names the field
 
+constexpr size_t REQUEST_DEPTH = 8;
+
 void say(const char* text) { LLOG(wireLog()) << "SNMP InStream: " << text << std::endl; }
 
 }  // namespace
 
 InStream::InStream(const unsigned char* data, unsigned len) {
     buf_.assign(data, data + len);
+    // A request nests message, PDU, binding list and binding (an SNMPv3 one two more):
+    // room for them all at once, rather than the stack growing three times per request.
+    seqEnds_.reserve(REQUEST_DEPTH);
 }
 
 int InStream::getLen() {

@@ -115,6 +115,17 @@ wait_answer() {  # wait_answer PORT PID
 }
 
 rss_kb() { awk '/^VmRSS:/ {print $2}' "/proc/$1/status"; }
+# What the process itself costs: VmRSS counts the shared libraries, which every program on
+# the system shares. Pss_Anon is its own heap, stacks and data; the binary's own pages are
+# the resident pages mapped from its executable.
+pss_anon_kb() { awk '/^Pss_Anon:/ {print $2}' "/proc/$1/smaps_rollup"; }
+binary_kb() {
+  local exe
+  exe=$(readlink "/proc/$1/exe")
+  awk -v exe="$exe" '/^[0-9a-f]+-[0-9a-f]+ / {mine = ($6 == exe)} mine && /^Rss:/ {kb += $2}
+                     END {print kb + 0}' "/proc/$1/smaps"
+}
+memory_of() { echo "VmRSS $(rss_kb "$1") kB (Pss_Anon $(pss_anon_kb "$1") kB, binary $(binary_kb "$1") kB)"; }
 # Nanoseconds the process has run on a CPU: steadier than rates on a shared machine.
 cpu_ns() { awk '{print $1}' "/proc/$1/schedstat"; }
 
@@ -175,10 +186,10 @@ run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD [AGENT-PROGRAM]
   LUMO_ROOT=$root "$BIN/lumoctl" call 34/0 set 0x00000001=yes >/dev/null
   wait_answer "$port" "$agent"
   local idle after
-  idle=$(rss_kb "$agent")
+  idle=$(memory_of "$agent")
   run_scenarios "$1" "$port" "$agent"
-  after=$(rss_kb "$agent")
-  MEMORY+=("$1: VmRSS idle ${idle} kB, after the load ${after} kB")
+  after=$(memory_of "$agent")
+  MEMORY+=("$1: idle $idle; after the load $after")
   stop "$agent"
   [ "$2" != no ] && stop "$hostd"
   return 0
