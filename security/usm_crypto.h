@@ -19,7 +19,9 @@ namespace snmp {
 constexpr size_t METHOD_COUNT = 2;
 extern const EVP_MD* methods[METHOD_COUNT];
 
-constexpr size_t PAD_BLOCK_SIZE = 128;  // 64 bytes inner pad, then 64 bytes outer pad
+constexpr size_t PAD_BLOCK_SIZE = 128;
+// The truncated HMAC that travels in msgAuthenticationParameters (HMAC-96).
+constexpr size_t AUTH_PARAM_SIZE = 12;  // 64 bytes inner pad, then 64 bytes outer pad
 
 // Loads the OpenSSL "legacy" (DES) and "default" providers and fills `methods`. Idempotent;
 // the functions below call it themselves, the agent calls it once at start.
@@ -61,8 +63,9 @@ bool digestMessage(Octets& result, const Octets& msg, const Octets& dKey, size_t
 bool cryptMessage(const V3Info& info, const Octets& key, const unsigned char* in,
                   unsigned char* out, size_t len, uint32_t privProtocol, bool encrypt);
 
-// Writes the reply's salt into info.msgPrivacyParameters: DES: engine boots (network order)
-// and 4 random bytes; AES: 8 random bytes; other numbers: 4 random bytes appended.
+// Writes the reply's salt into info.msgPrivacyParameters (8 bytes): DES: engine boots
+// (network order) and a 32-bit counter; AES (every number but 0): a 64-bit counter. Both
+// counters start at a random value, so salts do not repeat within a boot.
 void preparePrivParam(uint32_t privProtocol, V3Info& info);
 
 }  // namespace snmp
