@@ -5,5 +5,6 @@ namespace snmp {
 
 void start_system_module();
 void start_interface_module();
+void start_snmp_engine_module();
 
 }  // namespace snmp
