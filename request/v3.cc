@@ -43,7 +43,6 @@ int check(Context& c, lm::IPAddr6& source) {
     // Discovery, or a message meant for another engine.
     if (!equalId(v3.msgAuthoritativeEngineID, engine.info.engineId)) {
         v3.msgAuthoritativeEngineID = engine.info.engineId;
-        v3.contextEngineID = engine.info.engineId;
         toLevel0(c);
         return V3_UNKNOWN_ENGINE_ID;
     }
@@ -100,6 +99,11 @@ int check(Context& c, lm::IPAddr6& source) {
 
 int checkAndDecryptV3(Context& c, lm::IPAddr6& source) {
     const int result = check(c, source);
+    // A report speaks for the local engine in its default context.
+    if (result >= 0) {
+        c.v3.contextEngineID = localEngine().info.engineId;
+        c.v3.contextName.clear();
+    }
     // The reply's auth and priv flags say what it carries; the other bits are echoed.
     if (!c.v3.msgFlags.empty()) {
         const int level = c.out.securityLevel();
