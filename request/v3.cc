@@ -59,7 +59,7 @@ int check(Context& c, lm::IPAddr6& source) {
     // Below the record's level, or a level the record has no password for (a key made
     // from an empty password is the engine id's digest: public knowledge).
     if (level < static_cast<int>(item.securityLevel) ||
-        (level >= 1 && (item.authPassword.empty() || item.authKey.size() != PAD_BLOCK_SIZE)) ||
+        (level >= 1 && (item.authPassword.empty() || item.authKey.empty())) ||
         (level == 2 && (item.privPassword.empty() || item.privKey.size() < PRIV_KEY_MIN))) {
         LLOG(dlog) << "bad v3 packet security level: " << level << std::endl;
         toLevel0(c);

@@ -35,13 +35,14 @@ void toLocalEngine(V3Info& info, uint32_t engineTime, const V3ServerInfo& server
 int InStream::decryptAndCheckSignature(V3Info& info, uint32_t engineTime, const Item& item,
                                        const V3ServerInfo& server) {
     // The digest covers the message exactly as received, before anything is decrypted. A
-    // field of any length but the HMAC-96 one is as wrong as a wrong digest.
+    // field of any length but the protocol's (12 octets for HMAC-96) is a wrong digest.
     Octets mac;
     const Octets& got = info.msgAuthenticationParameters;
-    if (got.size() != AUTH_PARAM_SIZE ||
+    const size_t size = authParamSize(item.authProtocol);
+    if (size == 0 || got.size() != size ||
         !digestMessage(mac, buf_, item.authKey, info.authPosition, got.size(),
                        item.authProtocol) ||
-        mac.size() < AUTH_PARAM_SIZE || !sameOctets(mac.data(), got.data(), AUTH_PARAM_SIZE)) {
+        mac.size() < size || !sameOctets(mac.data(), got.data(), size)) {
         toLocalEngine(info, engineTime, server);
         return V3_WRONG_DIGEST;
     }

@@ -1,7 +1,7 @@
 """SNMPv3 through pysnmp, a second implementation of the user-based security model.
 
 usage: v3_pysnmp.py PORT USER AUTH PRIV PASSWORD VALUE
-  AUTH: none, md5 or sha; PRIV: none, des or aes (both keys use PASSWORD).
+  AUTH: none, md5, sha, sha224, sha256, sha384 or sha512; PRIV: none, des or aes (both keys use PASSWORD).
 Gets sysDescr, sets sysContact to VALUE, reads it back and bulk-reads the system group;
 prints one line per step and exits non-zero at the first failure.
 """
@@ -10,9 +10,13 @@ import sys
 from pysnmp.hlapi import (
     ContextData, ObjectIdentity, ObjectType, OctetString, SnmpEngine, UdpTransportTarget,
     UsmUserData, bulkCmd, getCmd, setCmd, usmAesCfb128Protocol, usmDESPrivProtocol,
-    usmHMACMD5AuthProtocol, usmHMACSHAAuthProtocol, usmNoAuthProtocol, usmNoPrivProtocol)
+    usmHMAC128SHA224AuthProtocol, usmHMAC192SHA256AuthProtocol, usmHMAC256SHA384AuthProtocol,
+    usmHMAC384SHA512AuthProtocol, usmHMACMD5AuthProtocol, usmHMACSHAAuthProtocol,
+    usmNoAuthProtocol, usmNoPrivProtocol)
 
-AUTH = {"none": usmNoAuthProtocol, "md5": usmHMACMD5AuthProtocol, "sha": usmHMACSHAAuthProtocol}
+AUTH = {"none": usmNoAuthProtocol, "md5": usmHMACMD5AuthProtocol, "sha": usmHMACSHAAuthProtocol,
+        "sha224": usmHMAC128SHA224AuthProtocol, "sha256": usmHMAC192SHA256AuthProtocol,
+        "sha384": usmHMAC256SHA384AuthProtocol, "sha512": usmHMAC384SHA512AuthProtocol}
 PRIV = {"none": usmNoPrivProtocol, "des": usmDESPrivProtocol, "aes": usmAesCfb128Protocol}
 SYSTEM = "1.3.6.1.2.1.1"
 

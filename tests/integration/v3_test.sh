@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SNMPv3 against two independent managers: net-snmp's tools and pysnmp, every combination
-# of MD5/SHA-1 x noAuthNoPriv/authNoPriv/authPriv with DES and AES-128; the reports that
+# of MD5/SHA-1 x noAuthNoPriv/authNoPriv/authPriv with DES and AES-128, and the SHA-2
+# protocols with and without privacy; the reports that
 # wrong passwords, replays and a restarted engine earn.
 source "$(dirname "$0")/lib.sh"
 
@@ -19,6 +20,10 @@ MATRIX=(
   "md5aes|-l authPriv -a MD5 -A $PASS -x AES -X $PASS|md5|aes"
   "shades|-l authPriv -a SHA -A $PASS -x DES -X $PASS|sha|des"
   "shaaes|-l authPriv -a SHA -A $PASS -x AES -X $PASS|sha|aes"
+  "sha224|-l authNoPriv -a SHA-224 -A $PASS|sha224|none"
+  "sha256aes|-l authPriv -a SHA-256 -A $PASS -x AES -X $PASS|sha256|aes"
+  "sha384des|-l authPriv -a SHA-384 -A $PASS -x DES -X $PASS|sha384|des"
+  "sha512aes|-l authPriv -a SHA-512 -A $PASS -x AES -X $PASS|sha512|aes"
 )
 for row in "${MATRIX[@]}"; do
   IFS='|' read -r name _ auth priv <<<"$row"
@@ -58,6 +63,8 @@ expect_output "wrong privacy password (AES)" "Decryption error" \
   snmp snmpget -v3 -u shaaes -l authPriv -a SHA -A $PASS -x AES -X wrongpass1 "$(target)" $SYS.1.0
 expect_output "wrong privacy password (DES)" "Decryption error" \
   snmp snmpget -v3 -u md5des -l authPriv -a MD5 -A $PASS -x DES -X wrongpass1 "$(target)" $SYS.1.0
+expect_output "wrong authentication password (SHA-512)" "Authentication failure" \
+  snmp snmpget -v3 -u sha512aes -l authPriv -a SHA-512 -A wrongpass1 -x AES -X $PASS "$(target)" $SYS.1.0
 expect_output "unknown user" "Unknown user name" \
   snmp snmpget -v3 -u nobody -l authNoPriv -a MD5 -A $PASS "$(target)" $SYS.1.0
 expect_output "level below the user's" "Unsupported security level" \

@@ -40,6 +40,11 @@ Bytes fromHex(const std::string& t) {
 // Localised keys of "maplesyrup" for engine 00..02.
 const Bytes MD5_KEY = fromHex("526f5eed9fcce26f8964c2930787d82b");
 const Bytes SHA_KEY = fromHex("6695febc9288e36282235fc7151f128497b38f3f");
+// The same for SHA-256 and SHA-512 (RFC 7860), computed with python3's hashlib.
+const Bytes SHA256_KEY = fromHex("8982e0e549e866db361a6b625d84cccc11162d453ee8ce3a6445c2d6776f0f8b");
+const Bytes SHA512_KEY = fromHex(
+    "22a5a36cedfcc085807a128d7bc6c2382167ad6c0dbc5fdff856740f3d84c099"
+    "ad1ea87a8db096714d9788bd544047c9021e4229ce27e4c0a69250adfcffbb0b");
 
 uint32_t fakeUptime() { return START + ENGINE_TIME; }
 
@@ -56,7 +61,8 @@ struct Msg {
     const char* md = nullptr;  // "MD5" or "SHA1": sign with key
     Bytes key{};
     Cipher cipher = none;
-    bool authField = false;  // a 12-octet field even if unsigned (requests with a bad digest)
+    bool authField = false;  // a digest field even if unsigned (requests with a bad digest)
+    size_t macLen = 12;      // HMAC-96; 24 for SHA-256, 48 for SHA-512
 };
 
 Bytes crypt(const Msg& m, const Bytes& plain, bool encrypt) {
@@ -80,11 +86,9 @@ Bytes crypt(const Msg& m, const Bytes& plain, bool encrypt) {
     return out;
 }
 
-const Bytes AUTH_MARK(12, 0xA5);
-
-// Position of the 12-octet digest field in a message built with AUTH_MARK there.
-size_t authOffset(const Bytes& msg) {
-    return static_cast<size_t>(std::search(msg.begin(), msg.end(), AUTH_MARK.begin(), AUTH_MARK.end()) -
+// Position of the digest field in a message built with the mark there.
+size_t find(const Bytes& msg, const Bytes& mark) {
+    return static_cast<size_t>(std::search(msg.begin(), msg.end(), mark.begin(), mark.end()) -
                                msg.begin());
 }
 
@@ -97,19 +101,19 @@ Bytes build(const Msg& m) {
         payload = tlv(0x04, crypt(m, plain, true));
     }
     const Bytes usm = seq({tlv(0x04, m.engineId), integer(m.boots), integer(m.time), octets(m.user),
-                           tlv(0x04, signs ? AUTH_MARK : Bytes{}), tlv(0x04, m.salt)});
+                           tlv(0x04, signs ? Bytes(m.macLen, 0xA5) : Bytes{}), tlv(0x04, m.salt)});
     Bytes msg = seq({integer(3),
                      seq({integer(m.msgId), integer(m.maxSize), tlv(0x04, {m.flags}), integer(3)}),
                      tlv(0x04, usm), payload});
     if (!signs) return msg;
-    const size_t at = authOffset(msg);
-    std::fill_n(msg.begin() + at, 12, 0);
+    const size_t at = find(msg, Bytes(m.macLen, 0xA5));
+    std::fill_n(msg.begin() + at, m.macLen, 0);
     if (m.md) {
         unsigned char mac[EVP_MAX_MD_SIZE];
         size_t len = 0;
         EVP_Q_mac(nullptr, "HMAC", nullptr, m.md, nullptr, m.key.data(), m.key.size(), msg.data(),
                   msg.size(), mac, sizeof mac, &len);
-        std::copy_n(mac, 12, msg.begin() + at);
+        std::copy_n(mac, m.macLen, msg.begin() + at);
     }
     return msg;
 }
@@ -138,6 +142,8 @@ protected:
         add(11, "md5auth", 1, 0, 0, PASSWORD, "");
         add(12, "shaaes", 2, 1, 1, PASSWORD, PASSWORD);
         add(13, "md5des", 2, 0, 0, PASSWORD, PASSWORD);
+        add(14, "sha256", 1, 3, 0, PASSWORD, "");
+        add(15, "sha512aes", 2, 5, 1, PASSWORD, PASSWORD);
         keep_->setEngineId(ENGINE);
         snmp::LocalEngine& engine = snmp::localEngine();
         engine.info = {BOOTS, START, 150, ENGINE};
@@ -178,6 +184,16 @@ protected:
               .scoped = scopedPdu, .md = "MD5", .key = MD5_KEY, .cipher = des};
         return m;
     }
+    static Msg sha256(const Bytes& scopedPdu) {
+        Msg m{.flags = AUTH | REPORTABLE, .user = "sha256", .scoped = scopedPdu, .md = "SHA256",
+              .key = SHA256_KEY, .macLen = 24};
+        return m;
+    }
+    static Msg sha512aes(const Bytes& scopedPdu) {
+        Msg m{.flags = AUTH | PRIV | REPORTABLE, .user = "sha512aes", .salt = fromHex("1112131415161718"),
+              .scoped = scopedPdu, .md = "SHA512", .key = SHA512_KEY, .cipher = aes, .macLen = 48};
+        return m;
+    }
     // The agent's reply to m carrying scopedReply, sealed with the salt the agent chose.
     static Bytes expectedReply(Msg m, const Bytes& scopedReply, const Bytes& got) {
         m.scoped = scopedReply;
@@ -190,9 +206,7 @@ protected:
             marked.authField = true;
             marked.salt = Bytes(8, 0xC3);
             const Bytes probe = build(marked);
-            const size_t at = static_cast<size_t>(
-                std::search(probe.begin(), probe.end(), marked.salt.begin(), marked.salt.end()) -
-                probe.begin());
+            const size_t at = find(probe, marked.salt);
             if (at + 8 > got.size()) return {};
             m.salt.assign(got.begin() + at, got.begin() + at + 8);
         }
@@ -246,6 +260,8 @@ TEST_F(V3Test, ReportsThatTheManagerCannotCheckGoOutUnsigned) {
     belowLevel.user = "shaaes";  // authNoPriv for an authPriv user
     Msg noPassword = md5auth(getSysDescr());
     noPassword.user = "secure";  // level 1 but no password: nothing to check against
+    Msg sha256Short = sha256(getSysDescr());
+    sha256Short.macLen = 12;  // HMAC-96 is not what SHA-256 users sign with
     Msg privOnly{.flags = PRIV | REPORTABLE, .user = "md5auth", .scoped = getSysDescr()};
     Msg wrongPriv = shaaes(getSysDescr());
     Msg encryptedWrongly = wrongPriv;
@@ -258,6 +274,7 @@ TEST_F(V3Test, ReportsThatTheManagerCannotCheckGoOutUnsigned) {
         {"digest of zeros", badDigest, wrongDigest, 77},
         {"digest with another key", wrongKey, wrongDigest, 77},
         {"empty digest field", shortField, wrongDigest, 77},
+        {"SHA-256 digest cut to 12 octets", sha256Short, wrongDigest, 77},
         {"level below the user's", belowLevel, unsupportedSecLevel, 77},
         {"user without a password", noPassword, unsupportedSecLevel, 77},
         // priv without auth is noAuthNoPriv, below this user's level
@@ -300,8 +317,9 @@ TEST_F(V3Test, PrivOnlyFlagsAreNoAuthNoPriv) {
     EXPECT_EQ(hex(reply), hex(build(expected)));
 }
 
-TEST_F(V3Test, EncryptedRequestsGetEncryptedSignedResponses) {
-    for (Msg m : {shaaes(getSysDescr()), md5des(getSysDescr())}) {
+TEST_F(V3Test, RequestsAreAnsweredAtTheirOwnLevel) {
+    for (Msg m : {md5auth(getSysDescr()), sha256(getSysDescr()), shaaes(getSysDescr()),
+                  md5des(getSysDescr()), sha512aes(getSysDescr())}) {
         const Bytes reply = answer(build(m));
         const Bytes expected = expectedReply(m, sysDescrAnswer(), reply);
         EXPECT_EQ(hex(reply), hex(expected)) << m.user;

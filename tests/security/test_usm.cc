@@ -58,7 +58,10 @@ TEST(UsmKeys, DigestRefusesFieldsOutsideTheMessageAndBadKeys) {
         {88, 12, pads, 0, 16},       {100, 0, pads, 1, 20},  // up to the very end is fine
         {90, 11, pads, 0, 0},        {101, 0, pads, 0, 0},
         {1, SIZE_MAX, pads, 0, 0},   {20, 12, Octets(16), 0, 0},  // not a pad block
-        {20, 12, pads, 2, 0},  // unknown protocol
+        {20, 12, pads, 2, 28},  // SHA-224: 64-byte blocks, the same pad block size
+        {20, 12, pads, 4, 0},   // SHA-384 needs a 256-byte pad block
+        {20, 12, bKeyToDKey(Octets(48, 1), EVP_sha384()), 4, 48},
+        {20, 12, pads, 6, 0},   // unknown protocol
     };
     for (const auto& c : cases) {
         Octets mac{1, 2, 3};
