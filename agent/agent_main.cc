@@ -51,6 +51,7 @@ int runAgent(void (*extraModules)()) {
     // Built-in modules, in their fixed order: system, IP, bridge, interfaces, entity,
     // health, virtual machines (those not built yet are absent).
     start_system_module();
+    start_snmp_engine_module();
     start_interface_module();
     start_health_module();
     start_vm_module();

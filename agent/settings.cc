@@ -1,10 +1,15 @@
 // The agent settings object: one bus object that is at once the persisted record 0 of
 // "/lumo/store/snmpd", the get reply and the set request.
+#include <sys/random.h>
+
+#include <chrono>
+
 #include "platform/agent_settings.h"
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
 #include "platform/log.h"
 #include "platform/util.h"
+#include "request/local_engine.h"
 #include "security/community_keep.h"
 #include "traps/scribers.h"
 
@@ -31,6 +36,28 @@ void readFilter(const lm::message& m) {
     if (const auto* list = m.findMsgArray(key::INTERFACE_FILTER))
         for (const lm::message& e : *list)
             interfaceFilter.insert(e.getU32(key::FILTER_ID, NO_INTERFACE));
+}
+
+// A made engine id text: 8 random octets in hex, so that no two agents share an engine id.
+constexpr size_t MADE_ENGINE_ID_OCTETS = 8;
+
+std::string makeEngineIdText() {
+    unsigned char octets[MADE_ENGINE_ID_OCTETS] = {};
+    if (getrandom(octets, sizeof octets, 0) != static_cast<ssize_t>(sizeof octets)) {
+        uint64_t t = static_cast<uint64_t>(
+            std::chrono::system_clock::now().time_since_epoch().count());
+        for (unsigned char& o : octets) {
+            o = static_cast<unsigned char>(t);
+            t >>= 8;
+        }
+    }
+    static const char* digits = "0123456789abcdef";
+    std::string text;
+    for (unsigned char o : octets) {
+        text.push_back(digits[o >> 4]);
+        text.push_back(digits[o & 0xF]);
+    }
+    return text;
 }
 
 lm::message defaultsMessage() {
@@ -67,11 +94,20 @@ void SnmpLooper::readTargets(const lm::message& m) {
         trapTargets.push_back(lm::IPAddr6::fromIPv4(m.getU32(key::TARGET_IPV4)));
 }
 
-void SnmpLooper::setEngineIdText(const std::string& text) {
+// An empty text is never used: the bare prefix would be the same engine id on every
+// router. A text is made instead, once, and stored with the settings.
+void SnmpLooper::setEngineIdText(const std::string& given) {
+    const std::string text = given.empty() ? makeEngineIdText() : given;
+    if (given.empty()) {
+        LLOG(lm::infoLog()) << "engine id text made: " << text << std::endl;
+    }
     engineId.assign(ENGINE_ID_PREFIX, ENGINE_ID_PREFIX + sizeof ENGINE_ID_PREFIX);
     engineId.insert(engineId.end(), text.begin(), text.end());
     communities_->setEngineId(engineId);
+    publishEngine();
 }
+
+void SnmpLooper::publishEngine() { localEngine().info = serverInfo(); }
 
 lm::message SnmpLooper::getConfig() const {
     lm::message m;
@@ -137,6 +173,10 @@ void SnmpLooper::init() {
         setEngineIdText(saved.getString(key::ENGINE_ID));
         enabled = saved.getBool(key::ENABLED, false);
         store.put(0, getConfig());
+    } else {
+        // A fresh install: the engine id is made now and kept from then on.
+        setEngineIdText("");
+        store.put(0, getConfig());
     }
     if (enabled)
         enable();
@@ -189,6 +229,7 @@ lm::message SnmpLooper::cmdSet(const lm::message& req) {
         }
     }
 
+    publishEngine();  // boots may have changed
     sendUndo(req, old, "changed snmp settings");
     notifyChange(WHOLE_OBJECT, req);
     store.put(0, getConfig());

@@ -78,6 +78,8 @@ public:
 
 private:
     void setEngineIdText(const std::string& text);
+    // Hands the engine's id, boots and start to the request path (request/local_engine.h).
+    void publishEngine();
     void readTargets(const lm::message& m);
     void closeService();  // the UDP socket, if open
     uint16_t port_;

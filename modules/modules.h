@@ -7,5 +7,6 @@ void start_system_module();
 void start_interface_module();
 void start_health_module();
 void start_vm_module();
+void start_snmp_engine_module();
 
 }  // namespace snmp

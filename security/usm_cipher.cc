@@ -1,4 +1,7 @@
 // Privacy: DES-CBC and AES-128-CFB of the scoped PDU, and the salt of a reply.
+#include <sys/random.h>
+
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +23,32 @@ void putU32(unsigned char* p, uint32_t v) {
     p[3] = static_cast<unsigned char>(v);
 }
 
-unsigned char randomByte() { return static_cast<unsigned char>(std::rand() & 0xFF); }
+void putU64(unsigned char* p, uint64_t v) {
+    putU32(p, static_cast<uint32_t>(v >> 32));
+    putU32(p + 4, static_cast<uint32_t>(v));
+}
+
+// Where a salt counter starts: unpredictable, so that two boots of the engine (or two
+// agents) do not walk the same salts. The clock stands in only if the kernel cannot answer.
+uint64_t randomStart() {
+    uint64_t v = 0;
+    if (getrandom(&v, sizeof v, 0) != static_cast<ssize_t>(sizeof v))
+        v = static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
+            static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+    return v;
+}
+
+// Counters rather than random draws: within one boot of the engine no salt comes twice
+// (64 bits for AES, RFC 3826; 32 bits after the boots for DES, RFC 3414).
+uint64_t nextAesSalt() {
+    static uint64_t next = randomStart();
+    return next++;
+}
+
+uint32_t nextDesSalt() {
+    static uint32_t next = static_cast<uint32_t>(randomStart());
+    return next++;
+}
 
 }  // namespace
 
@@ -59,21 +87,12 @@ bool cryptMessage(const V3Info& info, const Octets& key, const unsigned char* in
 
 void preparePrivParam(uint32_t privProtocol, V3Info& info) {
     Octets& salt = info.msgPrivacyParameters;
-    switch (privProtocol) {
-    case 0:  // DES: engine boots, then 4 random bytes
-        salt.assign(4, 0);
+    salt.assign(SALT_SIZE, 0);
+    if (privProtocol == 0) {  // DES: engine boots, then the 32-bit counter
         putU32(salt.data(), info.msgAuthoritativeEngineBoots);
-        for (int i = 0; i < 4; ++i) salt.push_back(randomByte());
-        break;
-    case 1:  // AES: 8 random bytes
-        salt.clear();
-        for (int i = 0; i < 8; ++i) salt.push_back(randomByte());
-        break;
-    default:
-        // Kept as it always was: other numbers (which still select AES) append 4 random
-        // bytes to the request's salt, and the cipher uses its first 8.
-        for (int i = 0; i < 4; ++i) salt.push_back(randomByte());
-        break;
+        putU32(salt.data() + 4, nextDesSalt());
+    } else {  // AES (every other number selects it): the 64-bit counter
+        putU64(salt.data(), nextAesSalt());
     }
 }
 

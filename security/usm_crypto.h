@@ -15,11 +15,18 @@
 
 namespace snmp {
 
-// Index 0 MD5, 1 SHA-1; filled by initCrypto().
-constexpr size_t METHOD_COUNT = 2;
+// Index 0 MD5, 1 SHA-1 (RFC 3414), 2 SHA-224, 3 SHA-256, 4 SHA-384, 5 SHA-512 (RFC 7860);
+// filled by initCrypto(). Numbers stored before the SHA-2 ones existed keep their meaning.
+constexpr size_t METHOD_COUNT = 6;
 extern const EVP_MD* methods[METHOD_COUNT];
 
-constexpr size_t PAD_BLOCK_SIZE = 128;  // 64 bytes inner pad, then 64 bytes outer pad
+// The HMAC pad block of MD5, SHA-1, SHA-224 and SHA-256 (64-byte digest blocks): 64 bytes
+// inner pad, then 64 bytes outer pad. SHA-384 and SHA-512 have 128-byte blocks: twice this.
+constexpr size_t PAD_BLOCK_SIZE = 128;
+size_t padBlockSize(const EVP_MD* md);
+// The truncated HMAC that travels in msgAuthenticationParameters: 12 octets for MD5 and
+// SHA-1 (HMAC-96), 16, 24, 32 and 48 for the SHA-2 protocols; 0 for an unknown number.
+size_t authParamSize(uint32_t authProtocol);
 
 // Loads the OpenSSL "legacy" (DES) and "default" providers and fills `methods`. Idempotent;
 // the functions below call it themselves, the agent calls it once at start.
@@ -37,7 +44,8 @@ Octets passwordToAKey(const std::string& password, uint32_t authProtocol);
 Octets aKeyToBKey(const Octets& aKey, const Octets& engineId, const EVP_MD* md);
 Octets aKeyToBKey(const Octets& aKey, const Octets& engineId, uint32_t authProtocol);
 
-// The 128-byte HMAC pad block of a localised key (key cut at 64 bytes); the digest is unused.
+// The HMAC pad block of a localised key for the digest's block size (key cut at one
+// block): 128 bytes, 256 for SHA-384 and SHA-512 (no digest: 128).
 Octets bKeyToDKey(const Octets& bKey, const EVP_MD* md = nullptr);
 Octets bKeyToDKey(const Octets& bKey, uint32_t authProtocol);
 
@@ -61,8 +69,9 @@ bool digestMessage(Octets& result, const Octets& msg, const Octets& dKey, size_t
 bool cryptMessage(const V3Info& info, const Octets& key, const unsigned char* in,
                   unsigned char* out, size_t len, uint32_t privProtocol, bool encrypt);
 
-// Writes the reply's salt into info.msgPrivacyParameters: DES: engine boots (network order)
-// and 4 random bytes; AES: 8 random bytes; other numbers: 4 random bytes appended.
+// Writes the reply's salt into info.msgPrivacyParameters (8 bytes): DES: engine boots
+// (network order) and a 32-bit counter; AES (every number but 0): a 64-bit counter. Both
+// counters start at a random value, so salts do not repeat within a boot.
 void preparePrivParam(uint32_t privProtocol, V3Info& info);
 
 }  // namespace snmp

@@ -13,8 +13,9 @@ bool digestMessage(Octets& result, const unsigned char* msg, size_t msgLen, cons
                    size_t authPos, size_t authLen, const EVP_MD* md) {
     initCrypto();
     result.clear();
-    if (!md || dKey.size() != PAD_BLOCK_SIZE || authPos > msgLen || authLen > msgLen - authPos)
+    if (!md || dKey.size() != padBlockSize(md) || authPos > msgLen || authLen > msgLen - authPos)
         return false;
+    const size_t block = dKey.size() / 2;
 
     EVP_MD_CTX* ctx = threadMdCtx();
     unsigned char inner[EVP_MAX_MD_SIZE];
@@ -23,7 +24,7 @@ bool digestMessage(Octets& result, const unsigned char* msg, size_t msgLen, cons
         LLOG(lm::errorLog()) << "usm: digest init failed\n";
         return false;
     }
-    EVP_DigestUpdate(ctx, dKey.data(), 64);
+    EVP_DigestUpdate(ctx, dKey.data(), block);
     // The message as if its authentication field were zero: before, zeros, after.
     EVP_DigestUpdate(ctx, msg, authPos);
     for (size_t left = authLen; left > 0;) {
@@ -37,7 +38,7 @@ bool digestMessage(Octets& result, const unsigned char* msg, size_t msgLen, cons
     result.resize(EVP_MD_get_size(md));
     unsigned int outLen = 0;
     EVP_DigestInit_ex(ctx, md, nullptr);
-    EVP_DigestUpdate(ctx, dKey.data() + 64, 64);
+    EVP_DigestUpdate(ctx, dKey.data() + block, block);
     EVP_DigestUpdate(ctx, inner, innerLen);
     if (!EVP_DigestFinal_ex(ctx, result.data(), &outLen)) {
         result.clear();

@@ -83,12 +83,13 @@ Octets aKeyToBKey(const Octets& aKey, const Octets& engineId, uint32_t authProto
     return aKeyToBKey(aKey, engineId, digestFor(authProtocol));
 }
 
-Octets bKeyToDKey(const Octets& bKey, const EVP_MD*) {
-    Octets pads(PAD_BLOCK_SIZE);
-    for (size_t i = 0; i < 64; ++i) {
+Octets bKeyToDKey(const Octets& bKey, const EVP_MD* md) {
+    const size_t block = padBlockSize(md) / 2;
+    Octets pads(2 * block);
+    for (size_t i = 0; i < block; ++i) {
         unsigned char b = i < bKey.size() ? bKey[i] : 0;
         pads[i] = b ^ 0x36;
-        pads[64 + i] = b ^ 0x5C;
+        pads[block + i] = b ^ 0x5C;
     }
     return pads;
 }

@@ -6,7 +6,7 @@
 
 namespace snmp {
 
-const EVP_MD* methods[METHOD_COUNT] = {nullptr, nullptr};
+const EVP_MD* methods[METHOD_COUNT] = {};
 
 // Held for the life of the process (OpenSSL unloads them at exit). External linkage on
 // purpose: the optimiser may not drop the stores, so leak checkers still see them as roots.
@@ -29,6 +29,10 @@ void initCrypto() {
         }
         methods[0] = EVP_md5();
         methods[1] = EVP_sha1();
+        methods[2] = EVP_sha224();
+        methods[3] = EVP_sha256();
+        methods[4] = EVP_sha384();
+        methods[5] = EVP_sha512();
         return true;
     }();
     (void)done;
@@ -37,6 +41,15 @@ void initCrypto() {
 const EVP_MD* digestFor(uint32_t authProtocol) {
     initCrypto();
     return authProtocol < METHOD_COUNT ? methods[authProtocol] : nullptr;
+}
+
+size_t padBlockSize(const EVP_MD* md) {
+    return md ? 2 * static_cast<size_t>(EVP_MD_get_block_size(md)) : PAD_BLOCK_SIZE;
+}
+
+size_t authParamSize(uint32_t authProtocol) {
+    static const size_t sizes[METHOD_COUNT] = {12, 12, 16, 24, 32, 48};
+    return authProtocol < METHOD_COUNT ? sizes[authProtocol] : 0;
 }
 
 const EVP_CIPHER* cipherFor(uint32_t privProtocol) {

@@ -9,7 +9,7 @@ packages=(
   libssl-dev openssl nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   snmp snmpd snmptrapd
-  iproute2 procps util-linux python3
+  iproute2 procps util-linux python3 python3-pysnmp4
 )
 
 missing=()

@@ -11,12 +11,15 @@
 
 #include "wire/oid.h"
 #include "wire/uber_stream.h"
+#include "wire/v3info.h"
 
 namespace lm {
 class lstream;
 }
 
 namespace snmp {
+
+class Item;
 
 // Why a datagram could not be decoded: untrusted input, so muted unless LUMO_LOG names
 // "wire" (a flood of bad datagrams must not flood the journal).
@@ -65,6 +68,23 @@ public:
     // Whole contents including the leading unused-bits octet.
     bool getBits(std::vector<unsigned char>* out);
     bool getNull();
+
+    // SNMPv3, after the version: msgGlobalData and the user-based security parameters into
+    // *info, and the message's security level (priv without auth is level 0). At level 0
+    // the scoped PDU's header is read too; at levels 1 and 2 the reader stops before the
+    // scoped PDU (plain or encrypted). False for anything malformed, an empty msgFlags
+    // included.
+    bool readV3Info(V3Info* info);
+    // Enters the plain scoped PDU and reads contextEngineID and contextName.
+    bool readScopedPduHeader(V3Info& info);
+    // Levels 1 and 2, the user found: checks the digest over the message as received, then
+    // (level 2) decrypts the encryptedPDU with the user's privacy key and goes on reading in
+    // the plaintext; reads the scoped PDU's header. Returns -1 accepted, 4 wrong digest,
+    // 5 the scoped PDU cannot be decrypted or read. On -1 or 4 info carries the local
+    // engine's boots and engineTime from then on (what the reply says); at level 2 the
+    // reply's salt is made. Defined with the USM cryptography (lumo_security).
+    int decryptAndCheckSignature(V3Info& info, uint32_t engineTime, const Item& item,
+                                 const V3ServerInfo& server);
 
     // True at or past the end of the innermost open sequence (or of the buffer).
     bool atEnd() const {

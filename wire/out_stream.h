@@ -11,6 +11,7 @@
 
 #include "wire/oid.h"
 #include "wire/uber_stream.h"
+#include "wire/v3info.h"
 
 namespace snmp {
 
@@ -89,6 +90,17 @@ public:
     void setAuthMark(size_t offset) { authMark_ = offset; }
     size_t scopedPduMark() const { return scopedPduMark_; }
     void setScopedPduMark(size_t offset) { scopedPduMark_ = offset; }
+
+    // SNMPv3, after the version: msgGlobalData, the security parameters (their digest field
+    // holds zeros of the request's length until signPacket fills it) and the opened scoped
+    // PDU with its context; sets both v3 marks. The PDU follows; cryptPacket closes it.
+    void writeV3Info(const V3Info* info);
+    // Closes the scoped PDU; at level 2 replaces it by its encryption as one OCTET STRING
+    // (false: the cipher refused, the reply must not go out). These two are defined with
+    // the USM cryptography (lumo_security).
+    bool cryptPacket(const V3Info* info, const Octets& privKey, uint32_t privProtocol);
+    // The finished message: at level 1 or 2 writes the HMAC into the digest field.
+    void signPacket(const V3Info* info, const Octets& authKey, uint32_t authProtocol);
 
     const unsigned char* data() const { return buf_.data(); }
     unsigned char* data() { return buf_.data(); }

@@ -72,6 +72,12 @@ constexpr uint32_t INCONSISTENT_NAME = 18;
 constexpr uint32_t CRITICAL = 0xFFFFFFFE;
 }  // namespace status
 
+// SNMPv3 msgFlags bits (the first octet) and the user-based security model's number.
+constexpr uint8_t V3_FLAG_AUTH = 0x01;
+constexpr uint8_t V3_FLAG_PRIV = 0x02;
+constexpr uint8_t V3_FLAG_REPORTABLE = 0x04;
+constexpr uint32_t USM_SECURITY_MODEL = 3;
+
 // The largest reply a UDP datagram over IPv4 can carry (65,535 less the IP and UDP headers).
 constexpr uint32_t MAX_REPLY_SIZE = 65507;
 

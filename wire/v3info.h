@@ -10,6 +10,18 @@ namespace snmp {
 
 using Octets = std::vector<unsigned char>;
 
+// Outcomes of the checks on a v3 request: accepted, or the usmStats error kind it is
+// reported with (the index of its counter); a malformed message is dropped.
+constexpr int V3_MALFORMED = -2;
+constexpr int V3_ACCEPTED = -1;
+constexpr int V3_UNSUPPORTED_SEC_LEVEL = 0;
+constexpr int V3_NOT_IN_TIME_WINDOW = 1;
+constexpr int V3_UNKNOWN_USER_NAME = 2;
+constexpr int V3_UNKNOWN_ENGINE_ID = 3;
+constexpr int V3_WRONG_DIGEST = 4;
+constexpr int V3_DECRYPTION_ERROR = 5;
+constexpr int V3_ERROR_KINDS = 6;
+
 struct V3Info {
     uint32_t msgID = 0;
     uint32_t msgMaxSize = 0;

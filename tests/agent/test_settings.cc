@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/util.h"
+#include "request/local_engine.h"
 #include "security/community_keep.h"
 #include "tests/agent/agent_fixture.h"
 
@@ -96,19 +97,28 @@ TEST_F(AgentTest, GetCarriesTheDefaultsOnlyWhenAsked) {
 }
 
 TEST_F(AgentTest, EngineIdIsThePrefixAndTheText) {
-    EXPECT_TRUE(agent_->engineId.empty()) << "no engine id until one is set";
-    EXPECT_FALSE(communityKeep->engineIdSet());
+    // A fresh install makes its own text: never the bare prefix, kept across a restart.
+    const std::string made = get().getString(key::ENGINE_ID);
+    EXPECT_EQ(made.size(), 16u);
+    EXPECT_EQ(agent_->engineId.size(), PREFIX + made.size());
+    EXPECT_TRUE(communityKeep->engineIdSet());
+    EXPECT_EQ(localEngine().info.engineId, agent_->engineId) << "the request path sees it";
+    restart();
+    EXPECT_EQ(get().getString(key::ENGINE_ID), made);
 
     set(lm::message().setString(key::ENGINE_ID, "abc"));
     const Octets wire{0x80, 0x00, 0xB9, 0x20, 0x04, 'a', 'b', 'c'};
     EXPECT_EQ(agent_->engineId, wire);
     EXPECT_EQ(agent_->serverInfo().engineId, wire);
+    EXPECT_EQ(localEngine().info.engineId, wire);
     EXPECT_EQ(communityKeep->engineId(), wire) << "user keys follow the engine id";
     EXPECT_EQ(get().getString(key::ENGINE_ID), "abc");
 
+    // Emptied, it is made afresh (a different one).
     set(lm::message().setString(key::ENGINE_ID, ""));
-    EXPECT_EQ(agent_->engineId, Octets(wire.begin(), wire.begin() + PREFIX));
-    EXPECT_EQ(get().getString(key::ENGINE_ID), "");
+    const std::string remade = get().getString(key::ENGINE_ID);
+    EXPECT_EQ(remade.size(), 16u);
+    EXPECT_NE(remade, made);
 }
 
 TEST_F(AgentTest, ARestartKeepsTheSettingsAndCountsABoot) {

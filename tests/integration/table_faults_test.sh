@@ -56,8 +56,8 @@ quick() {
 quick "stalled service, skipped: Get" \
   expect_output "stalled service, skipped: Get" "^\.$WIDE.2.5 = No Such Instance" tool snmpget $WIDE.2.5
 quick "stalled service, skipped: GetNext" \
-  expect_match "stalled service, skipped: GetNext of the tables reaches the end" \
-  "^\.$TABLES = No more variables" tool snmpgetnext $TABLES
+  expect_match "stalled service, skipped: GetNext of the tables goes past them" \
+  "^\.($TABLES = No more variables|1\.3\.6\.1\.6\.3\.10\.2\.1\.1\.0 = )" tool snmpgetnext $TABLES
 quick "stalled service, skipped: walk" \
   expect_walk "stalled service, skipped: a walk holds no row" "--wide= --narrow=" \
   tool snmpbulkwalk $TABLES

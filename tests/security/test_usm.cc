@@ -3,6 +3,8 @@
 // received message is checked against.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "security/usm_crypto.h"
 #include "tests/security/test_util.h"
 
@@ -56,7 +58,10 @@ TEST(UsmKeys, DigestRefusesFieldsOutsideTheMessageAndBadKeys) {
         {88, 12, pads, 0, 16},       {100, 0, pads, 1, 20},  // up to the very end is fine
         {90, 11, pads, 0, 0},        {101, 0, pads, 0, 0},
         {1, SIZE_MAX, pads, 0, 0},   {20, 12, Octets(16), 0, 0},  // not a pad block
-        {20, 12, pads, 2, 0},  // unknown protocol
+        {20, 12, pads, 2, 28},  // SHA-224: 64-byte blocks, the same pad block size
+        {20, 12, pads, 4, 0},   // SHA-384 needs a 256-byte pad block
+        {20, 12, bKeyToDKey(Octets(48, 1), EVP_sha384()), 4, 48},
+        {20, 12, pads, 6, 0},   // unknown protocol
     };
     for (const auto& c : cases) {
         Octets mac{1, 2, 3};
@@ -122,22 +127,24 @@ TEST(UsmPrivacy, RefusesShortKeysAndSaltsAndLeavesAPartialDesBlock) {
     EXPECT_EQ(toHex(Octets(tail.begin() + 8, tail.end())), "eeeeeeeeee");
 }
 
-TEST(UsmPrivacy, ReplySaltPerProtocol) {
+TEST(UsmPrivacy, ReplySaltsNeverRepeat) {
     V3Info info = infoWith(SALT, 0x01020304);
-    preparePrivParam(0, info);  // DES: engine boots, then 4 random octets
-    EXPECT_EQ(toHex(info.msgPrivacyParameters).substr(0, 8), "01020304");
-    EXPECT_EQ(info.msgPrivacyParameters.size(), 8u);
-    info.msgPrivacyParameters = SALT;
-    preparePrivParam(1, info);
-    EXPECT_EQ(info.msgPrivacyParameters.size(), 8u);
-    // Other numbers append to the request's salt; the cipher still uses its first 8 octets.
-    info.msgPrivacyParameters = SALT;
-    preparePrivParam(5, info);
-    ASSERT_EQ(info.msgPrivacyParameters.size(), 12u);
-    Octets key(16, 9), plain(16, 0x30), a(16), b(16);
-    ASSERT_TRUE(crypt(info.msgPrivacyParameters, key, plain, a, 5, true));
-    ASSERT_TRUE(crypt(SALT, key, plain, b, 5, true));
-    EXPECT_EQ(a, b);
+    preparePrivParam(0, info);  // DES: engine boots, then a counter
+    const Octets des1 = info.msgPrivacyParameters;
+    preparePrivParam(0, info);
+    const Octets des2 = info.msgPrivacyParameters;
+    ASSERT_EQ(des1.size(), 8u);
+    EXPECT_EQ(toHex(des1).substr(0, 8), "01020304");
+    EXPECT_EQ(toHex(des2).substr(0, 8), "01020304");
+    EXPECT_NE(des1, des2);
+    // AES and every other number: 8 octets of a counter, whatever the request's salt held.
+    std::set<Octets> seen;
+    for (uint32_t protocol : {1u, 5u, 1u, 1u}) {
+        info.msgPrivacyParameters = SALT;
+        preparePrivParam(protocol, info);
+        EXPECT_EQ(info.msgPrivacyParameters.size(), 8u);
+        EXPECT_TRUE(seen.insert(info.msgPrivacyParameters).second);
+    }
 }
 
 }  // namespace

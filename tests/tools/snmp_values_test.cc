@@ -16,7 +16,8 @@ TEST(SnmpValues, WordsAndTheirStoredNumbers) {
         {parseTrapVersion, "1", true, 0},        {parseTrapVersion, "2C", true, 1},
         {parseTrapVersion, "2", false, 0},       {parseTrapVersion, "", false, 0},
         {parseSecurityLevel, "authPriv", true, 2}, {parseSecurityLevel, "3", false, 0},
-        {parseAuthProtocol, "sha", true, 1},     {parseAuthProtocol, "sha256", false, 0},
+        {parseAuthProtocol, "sha", true, 1},     {parseAuthProtocol, "sha256", true, 3},
+        {parseAuthProtocol, "sha512", true, 5},  {parseAuthProtocol, "sha3", false, 0},
         {parsePrivProtocol, "des", true, 0},     {parsePrivProtocol, "3des", false, 0},
     };
     for (const auto& c : cases) {

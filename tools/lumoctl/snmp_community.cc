@@ -66,7 +66,7 @@ const Field fields[] = {
     {"read-access", "yes, no, on, off, true or false", setSwitchField<ik::READ_ACCESS>},
     {"write-access", "yes, no, on, off, true or false", setSwitchField<ik::WRITE_ACCESS>},
     {"security", "noauth, auth, priv, 0, 1 or 2", setNumberField<ik::SECURITY_LEVEL, parseSecurityLevel>},
-    {"authentication-protocol", "md5 or sha", setNumberField<ik::AUTH_PROTOCOL, parseAuthProtocol>},
+    {"authentication-protocol", "md5, sha, sha224, sha256, sha384 or sha512", setNumberField<ik::AUTH_PROTOCOL, parseAuthProtocol>},
     {"encryption-protocol", "des or aes", setNumberField<ik::PRIV_PROTOCOL, parsePrivProtocol>},
     {"authentication-password", "", setText<ik::AUTH_PASSWORD>},
     {"encryption-password", "", setText<ik::PRIV_PASSWORD>},

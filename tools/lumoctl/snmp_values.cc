@@ -204,12 +204,16 @@ std::string securityLevelText(uint32_t level) {
 }
 
 bool parseAuthProtocol(const std::string& text, uint32_t& out) {
-    static const std::pair<const char*, uint32_t> words[] = {{"md5", 0}, {"sha", 1}, {"sha1", 1}};
+    // The numbers are the agent's digest table: 0 and 1 as they always were, then SHA-2.
+    static const std::pair<const char*, uint32_t> words[] = {
+        {"md5", 0},    {"sha", 1},    {"sha1", 1},   {"sha224", 2},
+        {"sha256", 3}, {"sha384", 4}, {"sha512", 5}};
     return lookUp(text, words, out);
 }
 
 std::string authProtocolText(uint32_t protocol) {
-    return protocol == 0 ? "md5" : protocol == 1 ? "sha" : std::to_string(protocol);
+    static const char* const names[] = {"md5", "sha", "sha224", "sha256", "sha384", "sha512"};
+    return protocol < 6 ? names[protocol] : std::to_string(protocol);
 }
 
 bool parsePrivProtocol(const std::string& text, uint32_t& out) {
