@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "agent/snmp_looper.h"
 #include "platform/log.h"
@@ -45,6 +46,7 @@ struct Burst {
     mmsghdr received[BURST];
     iovec receivedIov[BURST];
     OutStream replies[BURST];  // reused: their buffers keep their capacity
+    std::unique_ptr<Context> contexts[BURST];  // one per reply, made at first use, reused
     mmsghdr sent[BURST];
     iovec sentIov[BURST];
 };
@@ -54,11 +56,20 @@ Burst& burst() {
     return *b;
 }
 
-// Answers one received datagram into reply; false when it gets no answer.
+// Answers one received datagram into the reply of burst slot `slot`; false when it gets no
+// answer.
 bool answer(const unsigned char* data, size_t len, const sockaddr_in6& name, socklen_t nameLen,
-            OutStream& reply) {
+            unsigned slot) {
+    Burst& b = burst();
+    OutStream& reply = b.replies[slot];
     reply.restore(OutStream::Snapshot{});
-    Context ctx(data, static_cast<unsigned>(len), reply);
+    std::unique_ptr<Context>& made = b.contexts[slot];
+    if (made) {
+        made->reuse(data, static_cast<unsigned>(len));
+    } else {
+        made = std::make_unique<Context>(data, static_cast<unsigned>(len), reply);
+    }
+    Context& ctx = *made;
     lm::IPAddr6 peer;
     peer.assign(reinterpret_cast<const sockaddr*>(&name), nameLen);
     return createReply(ctx, peer);
@@ -101,9 +112,9 @@ bool answerBurst(int fd) {
     unsigned replies = 0;
     for (unsigned i = 0; i < static_cast<unsigned>(n); ++i) {
         const msghdr& in = b.received[i].msg_hdr;
-        OutStream& reply = b.replies[replies];
-        if (!answer(b.in[i].data, b.received[i].msg_len, b.in[i].name, in.msg_namelen, reply))
+        if (!answer(b.in[i].data, b.received[i].msg_len, b.in[i].name, in.msg_namelen, replies))
             continue;
+        OutStream& reply = b.replies[replies];
         b.sentIov[replies] = {reply.data(), reply.size()};
         msghdr& out = b.sent[replies].msg_hdr;
         out = in;
@@ -129,7 +140,7 @@ bool answerOne(int fd) {
     const ssize_t n = recvmsg(fd, &header, MSG_DONTWAIT);
     if (n < 0) return errno == EINTR;
     OutStream& reply = burst().replies[0];
-    if (answer(in.data, static_cast<size_t>(n), in.name, header.msg_namelen, reply)) {
+    if (answer(in.data, static_cast<size_t>(n), in.name, header.msg_namelen, 0)) {
         iov = {reply.data(), reply.size()};
         header.msg_flags = 0;
         sendmsg(fd, &header, 0);

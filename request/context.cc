@@ -15,6 +15,31 @@ Context::Context(const unsigned char* data, unsigned len, OutStream& o)
 
 Context::~Context() = default;
 
+void Context::reuse(const unsigned char* data, unsigned len) {
+    suffix.clear();
+    branchOid.clear();
+    in.load(data, len);
+    errorStatus = 0;
+    item = nullptr;
+    v3 = V3Info();
+    setName.clear();
+    setSuffix.clear();
+    nonRepeaters = 0;
+    maxRepetitions = 0;
+    v3Error = 0;
+    requestName.clear();
+    pduType = 0;
+    bindingIndex = 0;
+    repetitionsLeft = 0;
+    version = 0;
+    missing = tag::NO_SUCH_INSTANCE;
+    answered.clear();
+    setPhase = SetPhase::commit;
+    undoRecord.reset();
+    replyLimit = MAX_REPLY_SIZE;
+    serial = ++lastSerial;
+}
+
 bool Context::processSeqStart() {
     if (in.enterSeq() < 0) return false;
     if (!in.getOID(&requestName)) return false;

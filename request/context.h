@@ -30,6 +30,10 @@ class Context {
 public:
     Context(const unsigned char* data, unsigned len, OutStream& out);
     virtual ~Context();
+    // Makes this the context of the next datagram, every field as a new Context has it,
+    // names and buffers keeping their capacity: the transport reuses its contexts so that
+    // a request allocates nothing it does not need. A field added below is reset there.
+    void reuse(const unsigned char* data, unsigned len);
 
     // The binding being answered as a group of one: the engine asks a branch for one
     // instance at a time (see request/peek.cc).

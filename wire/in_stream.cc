@@ -101,6 +101,16 @@ void InStream::restoreSeq(const StreamPos& saved) {
     seqEnds_ = saved.seqEnds;
 }
 
+void InStream::load(const unsigned char* data, unsigned len) {
+    buf_.assign(data, data + len);
+    buf2_.clear();
+    securityLevel_ = 0;
+    pos_ = 0;
+    seqEnds_.clear();
+    version_ = 0;
+    versionRead_ = false;
+}
+
 void InStream::reset() {
     seqEnds_.clear();
     pos_ = 0;

@@ -35,6 +35,9 @@ public:
 
     InStream() = default;
     InStream(const unsigned char* data, unsigned len);
+    // Starts over on another message, as a new reader over it would (buffers keep their
+    // capacity, so a reader reused from request to request allocates nothing).
+    void load(const unsigned char* data, unsigned len);
 
     // The octet at the position without moving; 255 at or past the end.
     unsigned char getType() const {
