@@ -14,6 +14,7 @@
 #include "platform/log.h"
 #include "request/logs.h"
 #include "security/usm_crypto.h"
+#include "traps/trap_info.h"
 
 namespace {
 
@@ -21,8 +22,8 @@ constexpr uint32_t STARTUP_DELAY_MS = 100;      // the start-up callback runs on
 constexpr uint32_t PLATFORM_PROGRAM = 1;        // receives the ready message
 constexpr uint32_t READY_PROGRAM = 0x08000005;  // ready message: the program that is ready
 
-// Request ids and v3 message ids of traps come from rand(): seed it from /dev/urandom,
-// falling back on the time (a short read keeps the time's remaining bytes).
+// rand() serves what still asks it: seed it from /dev/urandom, falling back on the time (a
+// short read keeps the time's remaining bytes). Traps take their ids from their own sequence.
 void seedRandom() {
     unsigned seed = static_cast<unsigned>(time(nullptr));
     int fd = open("/dev/urandom", O_RDONLY);
@@ -57,6 +58,7 @@ int runAgent(void (*extraModules)()) {
     start_vm_module();
     if (extraModules) extraModules();
 
+    trapMakers.push_back(&velmarTrapMaker);
     loop->startSubscribers();
     loop->runner().addTimer(STARTUP_DELAY_MS, [] { loop->startup(); });
 

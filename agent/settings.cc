@@ -15,8 +15,6 @@
 
 namespace snmp {
 
-std::set<uint32_t> interfaceFilter;
-
 namespace {
 
 namespace key = setting;

@@ -1,14 +1,17 @@
 #include "agent/snmp_looper.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "agent/trap_handler.h"
 #include "platform/log.h"
+#include "platform/services.h"
 #include "platform/util.h"
 #include "request/logs.h"
 #include "security/community_keep.h"
 #include "security/ids.h"
 #include "traps/scribers.h"
+#include "traps/trap_info.h"
 
 namespace snmp {
 
@@ -19,7 +22,9 @@ namespace {
 constexpr uint16_t SNMP_PORT = 161;
 constexpr unsigned long MAX_PORT = 65535;
 constexpr int DECIMAL = 10;
-constexpr unsigned STORE_FLAGS = 5;  // the platform's opening argument, passed as it is
+constexpr unsigned STORE_FLAGS = 5;
+// A notification other services send the agent to have it sent on as a trap.
+constexpr uint32_t TRAP_NOTIFICATION = 0x00FE000B;  // the platform's opening argument, passed as it is
 
 // LUMO_SNMP_PORT moves the service off 161 for unprivileged runs and parallel tests.
 uint16_t configuredPort() {
@@ -65,9 +70,43 @@ void SnmpLooper::startSubscribers() {
 }
 
 void SnmpLooper::startup() {
-    // The start trap is sent here once trap sending exists.
+    bool wanted = false;
+    for (uint32_t id : trapGenerators) wanted = wanted || id == START_TRAP_GENERATOR;
+    if (!wanted) return;
+    // The start-trap maker takes any message, so it is there for this one trap only; the
+    // other makers all want fields an empty message lacks.
+    trapMakers.push_back(&startTrapMaker);
+    send_trap(lm::message());
+    auto it = std::find(trapMakers.begin(), trapMakers.end(), &startTrapMaker);
+    if (it != trapMakers.end()) trapMakers.erase(it);
 }
 
-lm::message SnmpLooper::cmdUnknown(const lm::message&, uint32_t) { return lm::message(); }
+TrapSettings SnmpLooper::trapSettings() const {
+    TrapSettings s;
+    s.version = trapVersion;
+    s.communityId = trapCommunityId;
+    s.ticks = &sysUpTicks;
+    s.nextId = &nextRequestId;
+    return s;
+}
+
+void SnmpLooper::send_trap(const lm::message& m) {
+    if (!enabled) {
+        LLOG(dlog) << "send_trap: snmp disabled" << std::endl;
+        return;
+    }
+    if (trapTargets.empty() || trapCommunityId == NO_TRAP_COMMUNITY) {
+        LLOG(dlog) << "send_trap: no trap sink specified" << std::endl;
+        return;
+    }
+    trapSender_.send(m, trapTargets, trapSettings());
+}
+
+lm::message SnmpLooper::cmdUnknown(const lm::message& req, uint32_t command) {
+    if (command == CMD_SEND_TRAP || command == TRAP_NOTIFICATION ||
+        command == lm::service::LINK_NOTIFICATION)
+        send_trap(req);
+    return lm::message();
+}
 
 }  // namespace snmp

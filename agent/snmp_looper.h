@@ -13,6 +13,7 @@
 #include "platform/agent_settings.h"
 #include "platform/looper.h"
 #include "platform/store.h"
+#include "traps/trap_send.h"
 #include "wire/v3info.h"
 
 namespace snmp {
@@ -37,7 +38,12 @@ public:
 
     void init();  // loads the settings, then opens the service or arms the leave timer
     void startSubscribers();
-    void startup();  // the start-up timer's callback
+    void startup();  // the start-up timer's callback: the start trap, when enabled
+
+    // Makes the trap the message stands for and sends it to every target, in the
+    // configured version and with the configured community or user.
+    void send_trap(const lm::message& m);
+    TrapSettings trapSettings() const;
 
     // UDP transport.
     void enable();
@@ -88,6 +94,7 @@ private:
     // Programs skipped for a while after a time-out or a missing endpoint; a fresh agent in a
     // test starts with none.
     ServiceSkips skips_;
+    TrapSender trapSender_;
 };
 
 extern SnmpLooper* loop;

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 
 #include "platform/message.h"
+#include "traps/trap_info.h"
 
 namespace snmp {
 
@@ -18,9 +20,18 @@ extern std::map<uint32_t, uint32_t> ifStateMap;
 // maker compares (administratively up, running).
 constexpr uint32_t IF_STATE_MASK = 0x500;
 
+// Interfaces whose link traps are sent: empty, or holding 0, means every interface.
+// Kept by the agent settings.
+extern std::set<uint32_t> interfaceFilter;
+
+// A link notification from the interface service: linkUp or linkDown by the running flag,
+// with the interface's index, admin and oper status, once per change of state.
+bool interfaceTrapMaker(const lm::message& m, TrapInfo& info);
+
 // The filter sent with the subscription: ordinary links, not internal ones.
 lm::message notifyFilterMsg();
 
+// Subscribe also installs interfaceTrapMaker; unsubscribe removes it.
 void interfaceSubscribe();
 void interfaceUnSubscribe();
 
