@@ -164,6 +164,17 @@ public:
         : ConstField(std::move(value), type, fixedLen) {}
 };
 
+// Text objects (DisplayString): a Set is refused with wrongLength past maxLength octets
+// and with wrongValue for an octet that is not printable ASCII (NUL and the other control
+// characters but tab, line feed and carriage return, and everything from 0x7F up).
+class DisplayStringPacker : public DataStringPacker {
+public:
+    template <class D>
+    DisplayStringPacker(std::string D::*member, unsigned maxLen)
+        : DataStringPacker(member, 0x04), maxLength(maxLen) {}
+    unsigned maxLength;
+};
+
 // Raw bytes; on the bus they travel as raw (0x30000000) keys.
 class DataRawPacker : public StringPacker {
 public:

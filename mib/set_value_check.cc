@@ -21,8 +21,23 @@ uint32_t octetsStatus(InStream& in, size_t minLength, size_t maxLength) {
                                                           : status::WRONG_LENGTH;
 }
 
+bool displayable(unsigned char c) {
+    constexpr unsigned char TAB = 0x09, LF = 0x0A, CR = 0x0D, SPACE = 0x20, DEL = 0x7F;
+    return (c >= SPACE && c < DEL) || c == TAB || c == LF || c == CR;
+}
+
+uint32_t displayStatus(InStream& in, size_t maxLength) {
+    std::string v;
+    if (!in.getString(&v)) return status::WRONG_ENCODING;
+    if (v.size() > maxLength) return status::WRONG_LENGTH;
+    for (unsigned char c : v)
+        if (!displayable(c)) return status::WRONG_VALUE;
+    return status::NO_ERROR;
+}
+
 uint32_t check(const Packer& packer, InStream& in) {
     if (in.getType() != static_cast<uint8_t>(packer.type)) return status::WRONG_TYPE;
+    if (auto* d = dynamic_cast<const DisplayStringPacker*>(&packer)) return displayStatus(in, d->maxLength);
     if (auto* s = dynamic_cast<const StringPacker*>(&packer))
         return s->fixedLength != 0 ? octetsStatus(in, s->fixedLength, s->fixedLength)
                                    : octetsStatus(in, 0, MAX_SET_STRING);

@@ -27,6 +27,8 @@ namespace {
 
 // Sent with every get-all of the interface list as its flags.
 constexpr uint32_t INTERFACE_LIST_FLAGS = 7;
+// ifAlias is a DisplayString of at most 64 octets (RFC 2863).
+constexpr unsigned IF_ALIAS_MAX = 64;
 const OID IF_NUMBER("1.3.6.1.2.1.2.1");
 const OID IF_ENTRY("1.3.6.1.2.1.2.2.1");
 const OID IF_X_ENTRY("1.3.6.1.2.1.31.1.1.1");
@@ -87,7 +89,7 @@ void addIfXTable(Table* table) {
     for (unsigned column : {8u, 9u, 12u, 13u})
         t->addLeaf(column, new ConstBignumPacker(0ull, tag::COUNTER64), RO);
     t->addLeaf(15, number(&Iface::highSpeed, tag::GAUGE32), RO);
-    t->addLeaf(18, new DataStringPacker(&Iface::comment, tag::OCTET_STRING));  // ifAlias
+    t->addLeaf(18, new DisplayStringPacker(&Iface::comment, IF_ALIAS_MAX));  // ifAlias
 }
 
 // Per-interface 64-bit statistics under the enterprise tree, indexed like ifTable.

@@ -10,6 +10,7 @@
 #include "mib/data_provider.h"
 #include "mib/packers.h"
 #include "mib/service_query.h"
+#include "mib/set_value_check.h"
 #include "modules/modules.h"
 #include "platform/agent_settings.h"
 #include "platform/bus.h"
@@ -125,10 +126,10 @@ void start_system_module() {
                       t->value = lm::getJiffies() - lm::startJiffies();
                       return static_cast<Data*>(t);
                   }));
-    addScalarLeaf(system + 4u, new DataStringPacker(&Text::value, tag::OCTET_STRING),
+    addScalarLeaf(system + 4u, new DisplayStringPacker(&Text::value, MAX_SET_STRING),
                   new SettingProvider(setting::CONTACT));
     addScalarLeaf(system + 5u, new DataStringPacker(&SystemInfo::hostName, tag::OCTET_STRING), info);
-    addScalarLeaf(system + 6u, new DataStringPacker(&Text::value, tag::OCTET_STRING),
+    addScalarLeaf(system + 6u, new DisplayStringPacker(&Text::value, MAX_SET_STRING),
                   new SettingProvider(setting::LOCATION));
     addScalarConstNumLeaf(system + 7u, SYS_SERVICES, tag::INTEGER);
 }

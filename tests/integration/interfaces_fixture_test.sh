@@ -91,6 +91,10 @@ ctl snmp community add ops write-access=yes addresses=127.0.0.0/8 >/dev/null
 expect_match "snmpset of ifAlias" "STRING: \"?core\"?" \
   snmp snmpset -v2c -c ops "$(target)" $IFX.18.3 s core
 expect_match "the service holds the new comment" '"core"' ctl call 20/0 get 0x08FE0001=3
+expect_output "ifAlias longer than 64 octets: wrongLength" "wrongLength" \
+  snmp snmpset -v2c -c ops "$(target)" $IFX.18.3 s "$(printf 'x%.0s' $(seq 65))"
+expect_output "ifAlias with a NUL octet: wrongValue" "wrongValue" \
+  snmp snmpset -v2c -c ops "$(target)" $IFX.18.3 x "41 00 42"
 expect_output "ifDescr is read-only" "notWritable" \
   snmp snmpset -v2c -c ops "$(target)" $IF.2.3 s x
 

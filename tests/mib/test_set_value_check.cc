@@ -45,6 +45,7 @@ TEST(SetValueCheck, EveryFamilyRefusesWhatItCannotHold) {
     DataIP6Packer ip6(&Row::ip6, tag::OCTET_STRING);
     DataOIDPacker name(&Row::name, tag::OBJECT_ID);
     DataBignumPacker big(&Row::big, tag::COUNTER64);
+    DisplayStringPacker alias(&Row::text, 64);
     struct Case {
         const char* what;
         Packer& packer;
@@ -58,6 +59,11 @@ TEST(SetValueCheck, EveryFamilyRefusesWhatItCannotHold) {
         {"text of 256", text, octetString(MAX_SET_STRING + 1), status::WRONG_LENGTH},
         {"integer for text", text, {tag::INTEGER, 1, 65}, status::WRONG_TYPE},
         {"text cut short", text, {tag::OCTET_STRING, 5, 'a'}, status::WRONG_ENCODING},
+        {"display text of 64", alias, octetString(64), status::NO_ERROR},
+        {"display text of 65", alias, octetString(65), status::WRONG_LENGTH},
+        {"display text with a tab", alias, {tag::OCTET_STRING, 3, 'a', '\t', 'b'}, status::NO_ERROR},
+        {"display text with a NUL", alias, {tag::OCTET_STRING, 3, 'A', 0, 'B'}, status::WRONG_VALUE},
+        {"display text beyond ASCII", alias, {tag::OCTET_STRING, 2, 0xFF, 0xFE}, status::WRONG_VALUE},
         {"fixed length", fixed, octetString(6), status::NO_ERROR},
         {"fixed length, shorter", fixed, octetString(5), status::WRONG_LENGTH},
         {"integer", integer, {tag::INTEGER, 1, 7}, status::NO_ERROR},

@@ -160,10 +160,18 @@ lm::message InterfaceService::set(const lm::message& request) {
     if (alias->size() > MAX_ALIAS)
         return lm::errorMsg("comment longer than " + std::to_string(MAX_ALIAS) + " octets, the most a link's alias holds",
                             lm::err::REFUSED);
+    if (alias->find('\0') != std::string::npos)
+        return lm::errorMsg("a comment cannot hold a NUL octet: the kernel would keep only what precedes it",
+                            lm::err::REFUSED);
     const uint32_t index = request.getU32(lm::key::OBJECT_ID);
     std::string why;
     const int error = index == 0 || index > uint32_t(INT32_MAX) ? ENODEV : requests_.setAlias(index, *alias, why);
-    if (error == 0) return {};
+    if (error == 0) {
+        // The kernel announces an alias change only for a link that is up: the snapshot
+        // takes the new comment itself, so the next get-all shows it either way.
+        if (lm::message* held = snapshot_.find(index)) held->setString(iface::COMMENT, *alias);
+        return {};
+    }
     const std::string what = "setting the comment of interface " + std::to_string(index);
     LLOG(interfacesLog()) << "interfaces: " << what << ": " << why << std::endl;
     if (error == ENODEV) return lm::errorMsg(what + ": no such interface", lm::err::NO_OBJECT);

@@ -41,6 +41,12 @@ void LinkSnapshot::put(lm::message object) {
         objects_.insert(it, std::move(object));
 }
 
+lm::message* LinkSnapshot::find(uint32_t id) {
+    if (!held_) return nullptr;
+    auto it = std::lower_bound(objects_.begin(), objects_.end(), id, idBefore);
+    return it != objects_.end() && idOf(*it) == id ? &*it : nullptr;
+}
+
 void LinkSnapshot::remove(uint32_t id) {
     auto it = std::lower_bound(objects_.begin(), objects_.end(), id, idBefore);
     if (it != objects_.end() && idOf(*it) == id) objects_.erase(it);

@@ -28,6 +28,8 @@ public:
     // list is held.
     void put(lm::message object);
     void remove(uint32_t id);
+    // The held object of link id, or null (not held, or no such link).
+    lm::message* find(uint32_t id);
 
     bool held() const { return held_; }
     const std::vector<lm::message>& objects() const { return objects_; }
