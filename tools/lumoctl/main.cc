@@ -12,7 +12,7 @@ namespace {
 // One line per subcommand; a new family of commands adds its row and its own file.
 const Subcommand subcommands[] = {
     {"call", "PATH COMMAND [KEY=VALUE ...]", runCall},
-    {"snmp", "print | set NAME=VALUE ... | community print|add|set|remove [NAME] [FIELD=VALUE ...]", runSnmp},
+    {"snmp", "print | set NAME=VALUE ... | community print|add|set|remove [NAME] [FIELD=VALUE ...] | trap send [oid=OID type=TYPE value=VALUE] | trap generators", runSnmp},
 };
 
 void printUsage(std::ostream& os) {

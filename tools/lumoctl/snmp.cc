@@ -1,4 +1,4 @@
-// lumoctl snmp print | set | community ...: dispatch, and what the snmp files share.
+// lumoctl snmp print | set | community ... | trap ...: dispatch, and what the snmp files share.
 #include <algorithm>
 #include <iostream>
 #include <sstream>
@@ -19,12 +19,13 @@ constexpr size_t MAX_PAGES = 10000;
 }  // namespace
 
 int runSnmp(const Options& options, const std::vector<std::string>& args) {
-    if (args.empty()) return usageError("snmp needs print, set or community");
+    if (args.empty()) return usageError("snmp needs print, set, community or trap");
     const std::vector<std::string> rest(args.begin() + 1, args.end());
     if (args[0] == "print") return runSnmpPrint(options, rest);
     if (args[0] == "set") return runSnmpSet(options, rest);
     if (args[0] == "community") return runSnmpCommunity(options, rest);
-    return usageError("unknown snmp command \"" + args[0] + "\": expected print, set or community");
+    if (args[0] == "trap") return runSnmpTrap(options, rest);
+    return usageError("unknown snmp command \"" + args[0] + "\": expected print, set, community or trap");
 }
 
 bool fetchCommunities(BusClient& client, int timeoutMs, std::vector<lm::message>& records,

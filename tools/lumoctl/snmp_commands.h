@@ -15,6 +15,7 @@ namespace lumoctl {
 int runSnmpPrint(const Options& options, const std::vector<std::string>& args);
 int runSnmpSet(const Options& options, const std::vector<std::string>& args);
 int runSnmpCommunity(const Options& options, const std::vector<std::string>& args);
+int runSnmpTrap(const Options& options, const std::vector<std::string>& args);
 
 // Every community record of the agent, over all get-all pages, in the agent's (id) order.
 // False with the error reply in error when the agent refuses or cannot be reached.

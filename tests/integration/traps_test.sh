@@ -1,0 +1,229 @@
+#!/usr/bin/env bash
+# Traps received by net-snmp's snmptrapd, in v1, v2c and v3 (authNoPriv SHA, authPriv
+# SHA/AES): the start trap after the agent starts, enterprise traps from
+# `lumoctl snmp trap send` with an OCTET STRING and with a NULL binding, and linkDown and
+# linkUp from link notifications published by lumo-hostd's fixture mode, with nothing for
+# an interface outside the filter or for a change of other flag bits. Then two targets
+# get the same trap with their own request-ids, and a target that refuses (nobody on its
+# port) is logged once and does not stop the other.
+source "$(dirname "$0")/lib.sh"
+HOSTD=${HOSTD:?path to lumo-hostd}
+command -v snmptrapd >/dev/null || { echo "snmptrapd not installed; skipped"; exit 77; }
+export LUMO_TRAP_PORT=$(python3 "$HERE/free_port.py")
+export SNMP_PERSISTENT_DIR=$LUMO_ROOT/snmp-persist
+PASS=trappass123
+ENT=.1.3.6.1.4.1.47392.1.1.9
+SYSNAME=.1.3.6.1.2.1.1.5.0
+IF=.1.3.6.1.2.1.2.2.1
+TLOG=$LUMO_ROOT/snmptrapd.log
+HOSTD_PID="" TRAPD_PID="" RAW_PID=""
+stop_all() {
+  for p in $HOSTD_PID $TRAPD_PID $RAW_PID; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null || true; done
+}
+trap 'stop_all; cleanup' EXIT
+
+# Interfaces 1, 2 and 7, all administratively up and running (0x500).
+cat >"$LUMO_ROOT/ifaces.json" <<'JSON'
+{"services": [{"path": [20, 0], "objects": [
+  {"0x08FE0001": 1, "0x20010006": "eth1", "0x08010001": 1, "0x08010003": 1280},
+  {"0x08FE0001": 2, "0x20010006": "eth2", "0x08010001": 1, "0x08010003": 1280},
+  {"0x08FE0001": 7, "0x20010006": "eth7", "0x08010001": 1, "0x08010003": 1280}]}]}
+JSON
+"$HOSTD" --fixture "$LUMO_ROOT/ifaces.json" 2>>"$LUMO_ROOT/hostd.err" &
+HOSTD_PID=$!
+for _ in $(seq 100); do ctl --timeout 200 call 20/0 0xFE0015 >/dev/null 2>&1 && break; sleep 0.05; done
+
+start_agent
+ctl snmp community add trapauth security=auth authentication-protocol=sha \
+  authentication-password=$PASS >/dev/null
+ctl snmp community add trappriv security=priv authentication-protocol=sha \
+  authentication-password=$PASS encryption-protocol=aes encryption-password=$PASS >/dev/null
+# snmptrapd knows this user with another password: its traps must fail the digest check.
+ctl snmp community add trapwrong security=auth authentication-protocol=sha \
+  authentication-password=$PASS >/dev/null
+text=$(ctl snmp print | awk '$1 == "engine-id" { print $2 }')
+# The engine id on the wire: 80 00 b9 20 (enterprise 47392), 04 (text), then the text.
+ENGINE=0x8000b92004$(printf '%s' "$text" | od -An -tx1 | tr -d ' \n')
+
+cat >"$LUMO_ROOT/snmptrapd.conf" <<CONF
+disableAuthorization yes
+createUser -e $ENGINE trapauth SHA $PASS
+createUser -e $ENGINE trappriv SHA $PASS AES $PASS
+createUser -e $ENGINE trapwrong SHA not-$PASS
+CONF
+snmptrapd -f -Lo -n -C -c "$LUMO_ROOT/snmptrapd.conf" -On -M /dev/null \
+  "udp:127.0.0.1:$LUMO_TRAP_PORT" >"$TLOG" 2>"$LUMO_ROOT/snmptrapd.err" &
+TRAPD_PID=$!
+for _ in $(seq 100); do grep -q "NET-SNMP version" "$TLOG" 2>/dev/null && break; sleep 0.05; done
+
+ctl snmp set enabled=yes trap-target=127.0.0.1 trap-generators=start,interfaces \
+  interface-filter=1,2 >/dev/null
+
+# What snmptrapd logged since the last mark, one line per trap's text.
+MARK=0
+mark() { MARK=$(stat -c %s "$TLOG"); }
+since() { tail -c +$((MARK + 1)) "$TLOG" | tr '\n\t' '  '; }
+# expect_trap DESCRIPTION REGEX: the log gets a match after the mark (waits up to 5 s).
+expect_trap() {
+  local what=$1 re=$2
+  for _ in $(seq 100); do
+    if since | grep -Eq -- "$re"; then pass "$what"; return; fi
+    sleep 0.05
+  done
+  fail "$what"; echo "  wanted: $re"; echo "  log since mark: $(since | head -c 2000)"
+}
+# publish ID FLAGS: the interface service's link notification for interface ID.
+publish() {
+  ctl call 20/99 0x990003 0x08990006=0x10004 \
+    "0x28990007={\"0x08FE0001\": $1, \"0x08010003\": $2, \"0x08010002\": 0}" >/dev/null
+}
+sentinel=0
+# expect_none DESCRIPTION REGEX: after the trap of a later `trap send`, the log since the
+# mark holds no match (the agent handles its bus input in order).
+expect_none() {
+  local what=$1 re=$2
+  sentinel=$((sentinel + 1))
+  ctl snmp trap send oid=1.3.6.1.2.1.1.6.0 type=string value="sentinel-$sentinel" >/dev/null
+  expect_trap "$what: a later trap arrives" "sentinel-$sentinel"
+  if since | grep -Eq -- "$re"; then fail "$what"; echo "  log: $(since | head -c 2000)"; else pass "$what"; fi
+}
+
+# version|community|what the log shows for it
+VERSIONS=(
+  "1|public|TRAP, SNMP v1, community public"
+  "2c|public|UDP: \[127\.0\.0\.1\]"
+  "3|trapauth|UDP: \[127\.0\.0\.1\]"
+  "3|trappriv|UDP: \[127\.0\.0\.1\]"
+)
+for row in "${VERSIONS[@]}"; do
+  IFS='|' read -r version community header <<<"$row"
+  name="v$version/$community"
+  ctl snmp set trap-version=$version trap-community=$community >/dev/null
+  stop_agent
+  mark
+  start_agent
+  if [ "$version" = 1 ]; then
+    expect_trap "$name: start trap" "$header .*\.1\.3\.6\.1\.6\.3\.1\.1\.5\.2 Warm Start Trap \(0\)"
+  else
+    expect_trap "$name: start trap" "$header.*\.1\.3\.6\.1\.6\.3\.1\.1\.4\.1\.0 = OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.2"
+  fi
+
+  mark
+  ctl snmp trap send oid=${SYSNAME#.} type=4 value="x-$version-$community" >/dev/null
+  if [ "$version" = 1 ]; then
+    expect_trap "$name: enterprise trap with a string" \
+      "$ENT Enterprise Specific Trap \(1\) .*$SYSNAME = STRING: \"x-$version-$community\""
+  else
+    expect_trap "$name: enterprise trap with a string" \
+      "OID: $ENT\.0\.1 +$SYSNAME = STRING: \"x-$version-$community\""
+  fi
+  mark
+  ctl snmp trap send oid=${SYSNAME#.} type=null >/dev/null
+  expect_trap "$name: enterprise trap with a NULL" "$SYSNAME = NULL"
+
+  # Interface 1 loses its carrier, then gets it back.
+  mark
+  publish 1 256
+  if [ "$version" = 1 ]; then
+    expect_trap "$name: linkDown" \
+      "Link Down Trap \(0\) .*$IF\.1\.1 = INTEGER: 1 +$IF\.7\.1 = INTEGER: 1 +$IF\.8\.1 = INTEGER: 2"
+  else
+    expect_trap "$name: linkDown" \
+      "OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.3 +$IF\.1\.1 = INTEGER: 1 +$IF\.7\.1 = INTEGER: 1 +$IF\.8\.1 = INTEGER: 2"
+  fi
+  mark
+  publish 1 1280
+  if [ "$version" = 1 ]; then
+    expect_trap "$name: linkUp" "Link Up Trap \(0\) .*$IF\.1\.1 = INTEGER: 1 +$IF\.7\.1 = INTEGER: 1 +$IF\.8\.1 = INTEGER: 1"
+  else
+    expect_trap "$name: linkUp" \
+      "OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.4 +$IF\.1\.1 = INTEGER: 1 +$IF\.7\.1 = INTEGER: 1 +$IF\.8\.1 = INTEGER: 1"
+  fi
+  # Interface 2 set down by the administrator.
+  mark
+  publish 2 0
+  expect_trap "$name: linkDown of an administratively down link" "$IF\.1\.2 = INTEGER: 2 +$IF\.7\.2 = INTEGER: 2 +$IF\.8\.2 = INTEGER: 2"
+  mark
+  publish 7 0
+  expect_none "$name: nothing for interface 7, outside the filter" "$IF\.1\.7"
+  mark
+  publish 1 $((1280 | 3))
+  expect_none "$name: nothing when only other flag bits change" "$IF\.1\.1 "
+done
+
+# The v3 traps above were checked by snmptrapd: one signed with a key it does not share is
+# dropped.
+ctl snmp set trap-version=3 trap-community=trapwrong >/dev/null
+mark
+ctl snmp trap send oid=${SYSNAME#.} type=4 value=wrong-key >/dev/null
+ctl snmp set trap-community=trapauth >/dev/null
+expect_none "v3: a trap signed with another key is dropped by snmptrapd" "wrong-key"
+
+# Two targets: the second is a plain receiver on 127.0.0.2 that writes each datagram's
+# request-id; snmptrapd's copy is dumped in hex to find its request-id.
+ctl snmp set trap-version=2c trap-community=public trap-target=127.0.0.1,127.0.0.2 >/dev/null
+python3 - "$LUMO_TRAP_PORT" "$LUMO_ROOT/raw.ids" <<'PY' &
+import socket, sys
+def tlv(b, i):
+    n = b[i + 1]; i += 2
+    if n & 0x80:
+        k = n & 0x7F; n = int.from_bytes(b[i:i + k], "big"); i += k
+    return i, n
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+s.bind(("127.0.0.2", int(sys.argv[1])))
+s.settimeout(60)
+out = open(sys.argv[2], "a", buffering=1)
+while True:
+    b = s.recv(65536)
+    i, _ = tlv(b, 0)            # message
+    i, n = tlv(b, i); i += n    # version
+    i, n = tlv(b, i); i += n    # community
+    i, _ = tlv(b, i)            # PDU
+    i, n = tlv(b, i)            # request-id
+    out.write("%d %s\n" % (int.from_bytes(b[i:i + n], "big", signed=True), b[-40:].hex()))
+PY
+RAW_PID=$!
+for _ in $(seq 100); do ss -uln | grep -q "127.0.0.2:$LUMO_TRAP_PORT" && break; sleep 0.05; done
+stop_trapd() { kill "$TRAPD_PID" 2>/dev/null; wait "$TRAPD_PID" 2>/dev/null || true; }
+stop_trapd
+mark
+snmptrapd -f -Lo -n -C -c "$LUMO_ROOT/snmptrapd.conf" -On -M /dev/null -d \
+  "udp:127.0.0.1:$LUMO_TRAP_PORT" >>"$TLOG" 2>>"$LUMO_ROOT/snmptrapd.err" &
+TRAPD_PID=$!
+for _ in $(seq 100); do since | grep -q "NET-SNMP version" && break; sleep 0.05; done
+mark
+ctl snmp trap send oid=1.3.6.1.2.1.1.6.0 type=string value=both-targets >/dev/null
+expect_trap "two targets: snmptrapd has it" "both-targets"
+for _ in $(seq 100); do [ -s "$LUMO_ROOT/raw.ids" ] && break; sleep 0.05; done
+raw_id=$(awk 'NR == 1 { print $1 }' "$LUMO_ROOT/raw.ids" 2>/dev/null)
+# snmptrapd -d dumps the datagram: "0000: 30 ..." lines; the request-id follows A7 len 02 len.
+trapd_id=$(since | grep -oE '([0-9A-F]{2} ){2,}' | tr -d '\n' | python3 -c '
+import sys
+h = bytes.fromhex(sys.stdin.read().replace(" ", ""))
+i = h.find(b"\xa7")
+while i >= 0:
+    j = i + 2 + (h[i + 1] & 0x7F if h[i + 1] & 0x80 else 0)
+    if h[j] == 2:
+        n = h[j + 1]; print(int.from_bytes(h[j + 2:j + 2 + n], "big", signed=True)); break
+    i = h.find(b"\xa7", i + 1)
+' 2>/dev/null || true)
+if [ -n "$raw_id" ] && [ -n "$trapd_id" ] && [ "$raw_id" != "$trapd_id" ]; then
+  pass "two targets: request-ids $trapd_id and $raw_id differ"
+else
+  fail "two targets: request-ids '$trapd_id' and '$raw_id'"
+fi
+
+# A target that refuses: 127.0.0.3 has nobody on the port. Every trap still reaches
+# snmptrapd; the agent logs the refusing target once.
+kill "$RAW_PID" 2>/dev/null; wait "$RAW_PID" 2>/dev/null || true; RAW_PID=""
+ctl snmp set trap-target=127.0.0.3,127.0.0.1 >/dev/null
+for i in 1 2 3 4 5; do
+  mark
+  ctl snmp trap send oid=1.3.6.1.2.1.1.6.0 type=string value="after-refusal-$i" >/dev/null
+  expect_trap "a refusing target does not stop the next: trap $i" "after-refusal-$i"
+done
+n=$(grep -c "127\.0\.0\.3" "$LUMO_ROOT/agent.err" || true)
+if [ "$n" = 1 ]; then pass "the refusing target is logged once"; else
+  fail "the refusing target is logged $n times"; grep "send_trap" "$LUMO_ROOT/agent.err" | head; fi
+
+finish
