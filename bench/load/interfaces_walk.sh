@@ -27,19 +27,11 @@ COUNTS=${IF_LINKS:-1000 10000}
 RUNS=${WALK_RUNS:-3}
 IF_TABLE=1.3.6.1.2.1.2.2
 IFX_TABLE=1.3.6.1.2.1.31.1.1
+source "$ROOT/bench/load/lib.sh"
 
 if [ -z "${LUMO_IN_NETNS:-}" ]; then
   echo "command: bench/load/interfaces_walk.sh${*:+ $*}"
-  if [ "${LOAD_BUILD:-1}" != 0 ]; then
-    if [ ! -f "$BUILD/build.ninja" ]; then
-      cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLUMO_BENCH=ON >/dev/null
-    fi
-    if ! cmake --build "$BUILD" -j2 --target lumo-snmpd lumo-hostd lumoctl >"$BUILD/ifwalk-build.log" 2>&1; then
-      tail -30 "$BUILD/ifwalk-build.log"
-      echo "interfaces_walk.sh: build failed (whole log in $BUILD/ifwalk-build.log)" >&2
-      exit 1
-    fi
-  fi
+  bench_build interfaces_walk.sh lumo-snmpd lumo-hostd lumoctl
   if ! unshare -n -m true 2>/dev/null; then
     echo "interfaces_walk.sh: cannot make a network namespace here (needs root)" >&2
     exit 1
@@ -50,27 +42,7 @@ fi
 mount -t sysfs sysfs /sys
 ip link set lo up
 
-WORK=$(mktemp -d /tmp/lumo-ifwalk-XXXXXX)
-PIDS=()
-cleanup() {
-  local pid
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
-  for pid in "${PIDS[@]}"; do wait "$pid" 2>/dev/null || true; done
-  [ -n "${KEEP_WORK:-}" ] || rm -rf "$WORK"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-
-start() {  # start LOG COMMAND...: runs in the background, remembered for clean-up
-  local log=$1; shift
-  "$@" >"$log" 2>&1 &
-  PIDS+=($!)
-  LAST_PID=$!
-}
-stop() {
-  kill "$1" 2>/dev/null || true
-  wait "$1" 2>/dev/null || true
-}
+bench_work lumo-ifwalk
 # Nanoseconds a process and its children (hostd serves each program from a process of
 # its own) have spent on a CPU, every thread.
 cpu_ns() {

@@ -63,40 +63,11 @@ server_needed() {
 SCENARIOS=${LOAD_SCENARIOS:-$(for s in "${SCENARIO_LIST[@]}"; do printf '%s ' "${s%%|*}"; done)}
 
 # --- build ------------------------------------------------------------------------------
-if [ "${LOAD_BUILD:-1}" != 0 ]; then
-  if [ ! -f "$BUILD/build.ninja" ]; then
-    cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLUMO_BENCH=ON >/dev/null
-  fi
-  if ! cmake --build "$BUILD" -j2 --target lumo-snmpd lumo-snmpd-tables lumoctl lumo-hostd snmp_load udp_echo \
-    >"$BUILD/load-build.log" 2>&1; then
-    tail -30 "$BUILD/load-build.log"
-    echo "run.sh: build failed (whole log in $BUILD/load-build.log)" >&2
-    exit 1
-  fi
-fi
+source "$ROOT/bench/load/lib.sh"
+bench_build run.sh lumo-snmpd lumo-snmpd-tables lumoctl lumo-hostd snmp_load udp_echo
 
 # --- processes we start, and their clean-up -------------------------------------------------
-WORK=$(mktemp -d /tmp/lumo-load-XXXXXX)
-PIDS=()
-cleanup() {
-  local pid
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
-  for pid in "${PIDS[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$WORK"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-
-start() {  # start LOG COMMAND...: runs in the background, remembered for clean-up
-  local log=$1; shift
-  "$@" >"$log" 2>&1 &
-  PIDS+=($!)
-  LAST_PID=$!
-}
-stop() {  # stop PID
-  kill "$1" 2>/dev/null || true
-  wait "$1" 2>/dev/null || true
-}
+bench_work lumo-load
 
 free_port() {
   python3 -c 'import socket; s=socket.socket(socket.AF_INET6, socket.SOCK_DGRAM); s.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0); s.bind(("::", 0)); print(s.getsockname()[1])'

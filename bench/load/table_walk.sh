@@ -29,38 +29,10 @@ RUNS=${WALK_RUNS:-3}
 TABLE=1.3.6.1.4.1.47392.99.1.1
 NETSNMP_TABLE=1.3.6.1.2.1.25.6.3  # hrSWInstalledTable
 
-if [ "${LOAD_BUILD:-1}" != 0 ]; then
-  if [ ! -f "$BUILD/build.ninja" ]; then
-    cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLUMO_BENCH=ON >/dev/null
-  fi
-  if ! cmake --build "$BUILD" -j2 --target lumo-snmpd-tables lumoctl lumo-hostd >"$BUILD/walk-build.log" 2>&1; then
-    tail -30 "$BUILD/walk-build.log"
-    echo "table_walk.sh: build failed (whole log in $BUILD/walk-build.log)" >&2
-    exit 1
-  fi
-fi
+source "$ROOT/bench/load/lib.sh"
+bench_build table_walk.sh lumo-snmpd-tables lumoctl lumo-hostd
 
-WORK=$(mktemp -d /tmp/lumo-walk-XXXXXX)
-PIDS=()
-cleanup() {
-  local pid
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
-  for pid in "${PIDS[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$WORK"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-
-start() {  # start LOG COMMAND...: runs in the background, remembered for clean-up
-  local log=$1; shift
-  "$@" >"$log" 2>&1 &
-  PIDS+=($!)
-  LAST_PID=$!
-}
-stop() {
-  kill "$1" 2>/dev/null || true
-  wait "$1" 2>/dev/null || true
-}
+bench_work lumo-walk
 free_port() {
   python3 -c 'import socket; s=socket.socket(socket.AF_INET6, socket.SOCK_DGRAM); s.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0); s.bind(("::", 0)); print(s.getsockname()[1])'
 }
