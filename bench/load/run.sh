@@ -21,12 +21,14 @@ SECS=${LOAD_SECONDS:-5}
 WARMUP=${LOAD_WARMUP:-1}
 SERVERS=${LOAD_SERVERS:-lumo lumo+hostd net-snmp echo}
 
-# The scenarios: name | what it is | snmp_load arguments. Table walks and SNMPv3 runs are
-# added here as lines of their own once the agent serves them.
+# The scenarios: name | what it is | snmp_load arguments. The v3 users exist on both agents
+# (V3_USERS below); snmp_load builds, encrypts and signs every v3 request afresh.
 SCENARIO_LIST=(
   "get-w1|v2c Get sysDescr.0, window 1|--op get --oid 1.3.6.1.2.1.1.1.0 --window 1"
   "get-w32|v2c Get sysDescr.0, window 32|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32"
   "bulk50|v2c GetBulk 1.3.6.1.2.1.1, max-repetitions 50, window 1|--op bulk --oid 1.3.6.1.2.1.1 --max-repetitions 50 --window 1"
+  "v3auth-w32|v3 authNoPriv HMAC-SHA-1 Get sysDescr.0, window 32|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32 --version 3 --user loadauth --auth sha --auth-password authpass123"
+  "v3priv-w32|v3 authPriv HMAC-SHA-1/AES-128 Get sysDescr.0, window 32|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32 --version 3 --user loadpriv --auth sha --auth-password authpass123 --priv aes --priv-password privpass456"
 )
 SCENARIOS=${LOAD_SCENARIOS:-$(for s in "${SCENARIO_LIST[@]}"; do printf '%s ' "${s%%|*}"; done)}
 
@@ -127,6 +129,11 @@ run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD
     sleep 0.05
   done
   LUMO_ROOT=$root "$BIN/lumoctl" call 34/0 set 0x00000001=yes >/dev/null
+  LUMO_ROOT=$root "$BIN/lumoctl" snmp community add loadauth security=auth \
+    authentication-protocol=sha authentication-password=authpass123 >/dev/null
+  LUMO_ROOT=$root "$BIN/lumoctl" snmp community add loadpriv security=priv \
+    authentication-protocol=sha authentication-password=authpass123 \
+    encryption-protocol=aes encryption-password=privpass456 >/dev/null
   wait_answer "$port" "$agent"
   local idle after
   idle=$(rss_kb "$agent")
@@ -146,6 +153,10 @@ run_netsnmp() {
   cat >"$conf" <<EOF
 agentaddress udp:127.0.0.1:$port
 rocommunity public 127.0.0.1
+createUser loadauth SHA authpass123
+createUser loadpriv SHA authpass123 AES privpass456
+rouser loadauth auth
+rouser loadpriv priv
 EOF
   # -C: no configuration but ours; persistent state stays in the work folder.
   SNMP_PERSISTENT_DIR=$WORK/net-snmp MIBS='' start "$WORK/snmpd.log" /usr/sbin/snmpd -f -Lo -C -c "$conf"
