@@ -119,10 +119,7 @@ bool startV3(Context& c, lm::IPAddr6& source, bool* report) {
         return false;
     }
     const int kind = checkAndDecryptV3(c, source);
-    if (kind == V3_MALFORMED) {
-        LLOG(dlog) << "bad v3 packet" << std::endl;
-        return false;
-    }
+    if (kind == V3_MALFORMED) return false;  // logged by the check
     c.out.writeV3Info(&c.v3);
     if (kind != V3_ACCEPTED) {
         *report = true;

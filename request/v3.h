@@ -13,7 +13,8 @@ class Context;
 
 // After InStream::readV3Info: engine id, user and source address, security level, digest,
 // decryption and time window, in that order. V3_ACCEPTED (the reader is then inside the
-// scoped PDU, ctx.item set), an error kind 0-5 to report, or V3_MALFORMED to drop. Leaves
+// scoped PDU, ctx.item set), an error kind 0-5 to report, or V3_MALFORMED to drop (one line
+// on the debug log says why). Leaves
 // ctx.v3 and the writer's level as the reply must carry them.
 int checkAndDecryptV3(Context& ctx, lm::IPAddr6& source);
 

@@ -119,9 +119,9 @@ Bytes build(const Msg& m) {
 }
 
 Bytes scoped(uint8_t pdu, int32_t requestId, const std::vector<Bytes>& bindings,
-             const Bytes& contextEngine = ENGINE) {
+             const Bytes& contextEngine = ENGINE, int status = 0) {
     return seq({tlv(0x04, contextEngine), octets(""),
-                tlv(pdu, cat({integer(requestId), integer(0), integer(0), tlv(0x30, cat(bindings))}))});
+                tlv(pdu, cat({integer(requestId), integer(status), integer(0), tlv(0x30, cat(bindings))}))});
 }
 
 Bytes getSysDescr(int32_t id = 77) { return scoped(GET, id, {vb(sysDescr, null())}); }
@@ -323,6 +323,34 @@ TEST_F(V3Test, RequestsAreAnsweredAtTheirOwnLevel) {
         const Bytes reply = answer(build(m));
         const Bytes expected = expectedReply(m, sysDescrAnswer(), reply);
         EXPECT_EQ(hex(reply), hex(expected)) << m.user;
+    }
+}
+
+TEST_F(V3Test, TheManagersMaxSizeBoundsTheReply) {
+    constexpr int TOO_BIG = 1;
+    // Shrinking msgMaxSize octet by octet: every answer fits it, and is either the Response
+    // or tooBig with no bindings. A signed reply may fill it exactly; an encrypted one keeps
+    // an allowance for the cipher's padding and the wider length, of at most 16 octets.
+    struct Case { Msg request; size_t allowance; };
+    for (const Case& c : {Case{md5auth(getSysDescr()), 0}, Case{md5des(getSysDescr()), 16}}) {
+        size_t smallestFull = 0, fullSize = 0;
+        for (uint32_t max = 200; max >= 100; --max) {
+            Msg m = c.request;
+            m.maxSize = max;
+            const Bytes reply = answer(build(m));
+            ASSERT_LE(reply.size(), max);
+            const Bytes full = expectedReply(m, sysDescrAnswer(), reply);
+            if (reply == full) {
+                smallestFull = max;
+                fullSize = reply.size();
+                continue;
+            }
+            EXPECT_EQ(hex(reply), hex(expectedReply(m, scoped(RESPONSE, 77, {}, ENGINE, TOO_BIG), reply)))
+                << max;
+            break;
+        }
+        ASSERT_NE(smallestFull, 0u);
+        EXPECT_LE(smallestFull - fullSize, c.allowance) << c.request.user;
     }
 }
 
