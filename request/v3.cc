@@ -76,6 +76,10 @@ int check(Context& c, lm::IPAddr6& source) {
         toLevel0(c);
         return verdict;
     }
+    if (verdict == V3_MALFORMED) {
+        LLOG(dlog) << "bad v3 packet: unreadable scoped PDU" << std::endl;
+        return verdict;
+    }
     if (verdict != V3_ACCEPTED) {
         toLevel0(c);
         return verdict;

@@ -25,6 +25,13 @@ uint32_t snmpV3(Context& ctx);
 // PDU); 0 otherwise (managers match reports by msgID).
 uint32_t readRequestIdAfterFailure(Context& ctx);
 
+// createReply's v3 steps. startV3Reply reads and checks the header and writes the reply's;
+// false drops the request, *reported says a whole Report was written instead (the reply is
+// complete). Otherwise the PDU follows, and finishV3Reply closes the message: it encrypts
+// the scoped PDU at authPriv and signs at authNoPriv and authPriv (false: drop).
+bool startV3Reply(Context& ctx, lm::IPAddr6& source, bool* reported);
+bool finishV3Reply(Context& ctx);
+
 // Log text of an error kind.
 const char* v3ErrorText(int kind);
 
