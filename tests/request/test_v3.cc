@@ -46,7 +46,9 @@ const Bytes SHA512_KEY = fromHex(
     "22a5a36cedfcc085807a128d7bc6c2382167ad6c0dbc5fdff856740f3d84c099"
     "ad1ea87a8db096714d9788bd544047c9021e4229ce27e4c0a69250adfcffbb0b");
 
-uint32_t fakeUptime() { return START + ENGINE_TIME; }
+// The system uptime the engine sees; a test may move it on.
+uint32_t uptimeNow = START + ENGINE_TIME;
+uint32_t fakeUptime() { return uptimeNow; }
 
 // One message as a manager or the agent would put it on the wire.
 struct Msg {
@@ -148,6 +150,7 @@ protected:
         snmp::LocalEngine& engine = snmp::localEngine();
         engine.info = {BOOTS, START, 150, ENGINE};
         engine.uptime = fakeUptime;
+        uptimeNow = START + ENGINE_TIME;
     }
     void TearDown() override {
         snmp::localEngine() = snmp::LocalEngine();
@@ -243,6 +246,19 @@ TEST_F(V3Test, TimeWindowIsOneHundredAndFiftySecondsEitherWay) {
                                         : expectedReply(m, report(notInTimeWindow, 77), reply);
         EXPECT_EQ(hex(reply), hex(expected)) << "boots " << c.boots << " time " << c.time;
     }
+}
+
+TEST_F(V3Test, ACapturedRequestReplayedLaterIsRefused) {
+    const Msg request = md5auth(getSysDescr());
+    const Bytes captured = build(request);
+    Bytes reply = answer(captured);
+    EXPECT_EQ(hex(reply), hex(expectedReply(request, sysDescrAnswer(), reply))) << "fresh";
+    uptimeNow += 200;
+    reply = answer(captured);
+    Msg told = request;
+    told.time = ENGINE_TIME + 200;  // the engine's time now, for the manager to resync
+    told.scoped = report(notInTimeWindow, 77);
+    EXPECT_EQ(hex(reply), hex(build(told))) << "200 s later";
 }
 
 TEST_F(V3Test, ReportsThatTheManagerCannotCheckGoOutUnsigned) {
