@@ -6,7 +6,6 @@
 #include "request/logs.h"
 #include "request/v3.h"
 #include "security/community_keep.h"
-#include "security/usm_crypto.h"
 #include "wire/snmp_codes.h"
 
 namespace snmp {
@@ -75,66 +74,6 @@ void writeError(Context& c, const BindingList& list, size_t listMark, Outcome re
     c.out.addErrorIndex(result.index);
 }
 
-// What encrypting the scoped PDU may add to a reply: DES padding and a wider length.
-constexpr size_t PRIV_GROWTH = 16;
-
-// Closes a v3 reply: the scoped PDU (encrypted at authPriv), the message, the signature.
-bool finishV3(Context& c) {
-    static const Octets none;
-    const Item* item = c.item;
-    if (!c.out.cryptPacket(&c.v3, item ? item->privKey : none, item ? item->privProtocol : 0)) {
-        LLOG(dlog) << "cannot encrypt the reply" << std::endl;
-        return false;
-    }
-    c.out.endSeq();  // message
-    c.out.signPacket(&c.v3, item ? item->authKey : none, item ? item->authProtocol : 0);
-    return true;
-}
-
-// A request that failed the v3 checks gets a Report with the counter of its error kind.
-bool reportV3(Context& c, int kind) {
-    LLOG(dlog) << "v3 err: " << std::hex << kind << std::dec << ' ' << v3ErrorText(kind)
-               << std::endl;
-    ++Context::v3counters[kind];
-    c.v3Error = static_cast<uint32_t>(kind);
-    const uint32_t requestId = readRequestIdAfterFailure(c);
-    c.out.startSeq(pdu::REPORT);
-    c.out.add(requestId, tag::INTEGER);
-    c.out.addErrorStatus(status::NO_ERROR);
-    c.out.addErrorIndex(0);
-    c.out.startSeq(tag::SEQUENCE);
-    snmpV3(c);
-    c.out.endSeq();  // binding list
-    c.out.endSeq();  // PDU
-    return finishV3(c);
-}
-
-// The v3 header: the checks, then the reply's header. False drops the request; otherwise
-// *report tells whether a Report has been written in full.
-bool startV3(Context& c, lm::IPAddr6& source, bool* report) {
-    *report = false;
-    if (!c.in.readV3Info(&c.v3)) {
-        LLOG(dlog) << "bad v3 packet" << std::endl;
-        if (dlog.on()) c.in.dump(dlog.os());
-        return false;
-    }
-    const int kind = checkAndDecryptV3(c, source);
-    if (kind == V3_MALFORMED) {
-        LLOG(dlog) << "bad v3 packet" << std::endl;
-        return false;
-    }
-    c.out.writeV3Info(&c.v3);
-    if (kind != V3_ACCEPTED) {
-        *report = true;
-        return reportV3(c, kind);
-    }
-    // The manager's msgMaxSize bounds the reply too.
-    size_t limit = c.v3.msgMaxSize;
-    if (c.out.securityLevel() == 2) limit = limit > PRIV_GROWTH ? limit - PRIV_GROWTH : 0;
-    if (limit < c.replyLimit) c.replyLimit = limit;
-    return true;
-}
-
 bool readSigned(InStream& in, int32_t* out) {
     unsigned v = 0;
     if (!in.getInt(&v)) return false;
@@ -156,9 +95,9 @@ bool createReply(Context& c, lm::IPAddr6& source) {
     c.out.add(static_cast<unsigned int>(version), tag::INTEGER);
 
     if (version == version::V3) {
-        bool report = false;
-        if (!startV3(c, source, &report)) return false;
-        if (report) return true;
+        bool reported = false;
+        if (!startV3Reply(c, source, &reported)) return false;
+        if (reported) return true;
     } else if (version < 0 || version > version::V3) {
         LLOG(dlog) << "peer version not supported" << std::endl;
         return false;
@@ -237,7 +176,7 @@ bool createReply(Context& c, lm::IPAddr6& source) {
         c.out.endSeq();  // binding list
     }
     c.out.endSeq();  // PDU
-    if (version == version::V3) return finishV3(c);
+    if (version == version::V3) return finishV3Reply(c);
     c.out.endSeq();  // message
     return true;
 }

@@ -28,8 +28,6 @@ void toLevel0(Context& c) {
     c.out.setSecurityLevel(0);
 }
 
-bool equalId(const Octets& a, const Octets& b) { return a == b; }
-
 int check(Context& c, lm::IPAddr6& source) {
     LocalEngine& engine = localEngine();
     V3Info& v3 = c.v3;
@@ -41,7 +39,7 @@ int check(Context& c, lm::IPAddr6& source) {
         return V3_MALFORMED;
     }
     // Discovery, or a message meant for another engine.
-    if (!equalId(v3.msgAuthoritativeEngineID, engine.info.engineId)) {
+    if (v3.msgAuthoritativeEngineID != engine.info.engineId) {
         v3.msgAuthoritativeEngineID = engine.info.engineId;
         toLevel0(c);
         return V3_UNKNOWN_ENGINE_ID;
@@ -76,6 +74,10 @@ int check(Context& c, lm::IPAddr6& source) {
     if (verdict == V3_WRONG_DIGEST) {
         LLOG(dlog) << "bad v3 packet signature" << std::endl;
         toLevel0(c);
+        return verdict;
+    }
+    if (verdict == V3_MALFORMED) {
+        LLOG(dlog) << "bad v3 packet: unreadable scoped PDU" << std::endl;
         return verdict;
     }
     if (verdict != V3_ACCEPTED) {

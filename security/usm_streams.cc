@@ -65,8 +65,9 @@ int InStream::decryptAndCheckSignature(V3Info& info, uint32_t engineTime, const 
         pos_ = start;
         for (size_t& end : seqEnds_) end = std::min(end, buf_.size());
     }
-    // A plaintext that is no scoped PDU: the keys did not match the manager's.
-    if (!readScopedPduHeader(info)) return V3_DECRYPTION_ERROR;
+    // A plaintext that is no scoped PDU: the keys did not match the manager's. Sent in
+    // plain text, it is just malformed.
+    if (!readScopedPduHeader(info)) return securityLevel_ == 2 ? V3_DECRYPTION_ERROR : V3_MALFORMED;
 
     toLocalEngine(info, engineTime, server);
     if (securityLevel_ == 2) preparePrivParam(item.privProtocol, info);

@@ -54,6 +54,8 @@ if [ "$fuzz_seconds" -gt 0 ] && [ -f fuzz/CMakeLists.txt ]; then
     # The datagram decoders start from the recorded net-snmp requests, kept once, as hex, in
     # tests/wire/fixtures (CTest replays them there too).
     case $name in fuzz_create_reply | fuzz_instream) hex_seeds tests/wire/fixtures "$work" ;; esac
+    # fuzz_v3's seeds are hex too (first octet: seal with the user's keys or not).
+    case $name in fuzz_v3) rm -f "$work"/*.hex; hex_seeds fuzz/corpus/v3 "$work" ;; esac
     echo "-- $name"
     if ! "$bin" -max_total_time="$fuzz_seconds" -timeout=10 -rss_limit_mb=2048 \
          -print_final_stats=0 -artifact_prefix="build-fuzz/$name-" "$work" 2>build-fuzz/"$name".log; then

@@ -82,8 +82,9 @@ public:
     bool readScopedPduHeader(V3Info& info);
     // Levels 1 and 2, the user found: checks the digest over the message as received, then
     // (level 2) decrypts the encryptedPDU with the user's privacy key and goes on reading in
-    // the plaintext; reads the scoped PDU's header. Returns -1 accepted, 4 wrong digest,
-    // 5 the scoped PDU cannot be decrypted or read. On -1 or 4 info carries the local
+    // the plaintext; reads the scoped PDU's header. Returns V3_ACCEPTED, V3_WRONG_DIGEST,
+    // V3_DECRYPTION_ERROR (the scoped PDU cannot be decrypted or read) or V3_MALFORMED (a
+    // plain scoped PDU that cannot be read). On V3_ACCEPTED or V3_WRONG_DIGEST info carries the local
     // engine's boots and engineTime from then on (what the reply says); at level 2 the
     // reply's salt is made. Defined with the USM cryptography (lumo_security).
     int decryptAndCheckSignature(V3Info& info, uint32_t engineTime, const Item& item,

@@ -12,7 +12,8 @@ namespace load {
 
 const char* const LOAD_USAGE =
     "usage: snmp_load --port N [--host 127.0.0.1|::1] [--op get|getnext|bulk] [--oid OID]...\n"
-    "                 [--version 1|2c] [--community TEXT] [--non-repeaters N] [--max-repetitions N]\n"
+    "                 [--version 1|2c|3] [--community TEXT] [--non-repeaters N] [--max-repetitions N]\n"
+    "                 [--user NAME [--auth md5|sha --auth-password TEXT [--priv aes --priv-password TEXT]]]\n"
     "                 [--window N] [--count N] [--seconds S] [--warmup S] [--timeout-ms N]\n"
     "                 [--label TEXT] [--json]\n";
 
@@ -67,8 +68,20 @@ bool parseLoadOptions(int argc, const char* const* argv, LoadOptions& out, std::
             o.request.oids.push_back(value);
         } else if (opt == "--version") {
             const std::string v = value;
-            ok = v == "1" || v == "2c";
-            o.request.version = v == "1" ? 0 : 1;
+            ok = v == "1" || v == "2c" || v == "3";
+            o.request.version = v == "1" ? 0 : v == "3" ? 3 : 1;
+        } else if (opt == "--user") {
+            o.usm.user = value;
+        } else if (opt == "--auth") {
+            o.usm.auth = value;
+            ok = o.usm.auth == "md5" || o.usm.auth == "sha";
+        } else if (opt == "--auth-password") {
+            o.usm.authPassword = value;
+        } else if (opt == "--priv") {
+            o.usm.priv = value;
+            ok = o.usm.priv == "aes";
+        } else if (opt == "--priv-password") {
+            o.usm.privPassword = value;
         } else if (opt == "--community") {
             o.request.community = value;
         } else if (opt == "--non-repeaters") {
@@ -105,6 +118,11 @@ bool parseLoadOptions(int argc, const char* const* argv, LoadOptions& out, std::
         return false;
     }
     if (o.request.oids.empty()) o.request.oids.push_back("1.3.6.1.2.1.1.1.0");
+    if ((!o.usm.auth.empty() && o.usm.authPassword.empty()) ||
+        (!o.usm.priv.empty() && (o.usm.auth.empty() || o.usm.privPassword.empty()))) {
+        error = "--auth needs --auth-password; --priv needs --auth and --priv-password";
+        return false;
+    }
     sockaddr_storage addr;
     socklen_t len;
     if (!loopbackAddress(o.host, o.port, addr, len, error)) return false;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bench/load/snmp_request.h"
+#include "bench/load/usm_session.h"
 
 namespace load {
 
@@ -12,6 +13,7 @@ struct LoadOptions {
     std::string host = "127.0.0.1";
     uint16_t port = 0;
     RequestSpec request;
+    UsmOptions usm;             // --version 3
     unsigned window = 1;        // requests outstanding at once
     uint64_t count = 0;         // requests to send after the warm-up; 0: as many as time allows
     double seconds = 5;         // measured time, always bounded

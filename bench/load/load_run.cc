@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "bench/load/loopback.h"
@@ -84,6 +85,15 @@ bool runLoad(const LoadOptions& o, LoadResult& r, std::string& error) {
     if (!encodeRequest(o.request, request, error)) return false;
     const int fd = openSocket(o, error);
     if (fd < 0) return false;
+    std::unique_ptr<UsmSession> usm;
+    std::vector<uint8_t> v3;
+    if (o.request.version == 3) {
+        usm = std::make_unique<UsmSession>(o.usm, request);
+        if (!usm->discover(fd, o.timeoutMs, error)) {
+            close(fd);
+            return false;
+        }
+    }
 
     const IdPlan plan(o.window);
     std::vector<Slot> slots(o.window);
@@ -113,9 +123,15 @@ bool runLoad(const LoadOptions& o, LoadResult& r, std::string& error) {
             const unsigned s = idle.back();
             Slot& slot = slots[s];
             const uint32_t id = plan.idFor(s, slot.uses);
-            patchRequestId(request.bytes.data(), request.idOffset, id);
             const uint64_t sentNs = nowNs();  // before the call: loopback delivers inside send
-            if (send(fd, request.bytes.data(), request.bytes.size(), 0) < 0) {
+            // v3 messages are built, encrypted and signed per request, as a manager does.
+            if (usm) {
+                usm->encode(id, v3);
+            } else {
+                patchRequestId(request.bytes.data(), request.idOffset, id);
+            }
+            const std::vector<uint8_t>& datagram = usm ? v3 : request.bytes;
+            if (send(fd, datagram.data(), datagram.size(), 0) < 0) {
                 ++r.sendFailures;  // full buffer, or an earlier request was refused by ICMP
                 blocked = true;
                 break;
@@ -184,7 +200,8 @@ bool runLoad(const LoadOptions& o, LoadResult& r, std::string& error) {
             r.latenciesNs.push_back(t - slot.sentNs);
             r.bindings += head.bindings;
             r.exceptions += head.exceptions;
-            if (head.pduTag == 0xA2 && head.errorStatus != 0) ++r.errors;
+            // A Report (v3: a refused request) is an error too.
+            if ((head.pduTag == 0xA2 && head.errorStatus != 0) || head.pduTag == 0xA8) ++r.errors;
         }
     }
 

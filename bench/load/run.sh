@@ -29,13 +29,16 @@ SERVERS=${LOAD_SERVERS:-lumo lumo+hostd lumo+tables net-snmp echo}
 TABLE_ROWS=${TABLE_ROWS:-10000}
 
 # The scenarios: name | what it is | servers it is run against | snmp_load arguments.
-# @TABLE@ in the arguments is the server's own table column (table_column below). SNMPv3
-# runs are added here as lines of their own once the agent serves them.
+# @TABLE@ in the arguments is the server's own table column (table_column below). The v3
+# users exist on both agents (V3_USERS below); snmp_load builds, encrypts and signs every
+# v3 request afresh.
 SCENARIO_LIST=(
   "get-w1|v2c Get sysDescr.0, window 1|lumo lumo+hostd net-snmp echo|--op get --oid 1.3.6.1.2.1.1.1.0 --window 1"
   "get-w32|v2c Get sysDescr.0, window 32|lumo lumo+hostd net-snmp echo|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32"
   "bulk50|v2c GetBulk 1.3.6.1.2.1.1, max-repetitions 50, window 1|lumo lumo+hostd net-snmp echo|--op bulk --oid 1.3.6.1.2.1.1 --max-repetitions 50 --window 1"
   "bulk50-table|v2c GetBulk max-repetitions 50 from a table column, window 1|lumo+tables net-snmp|--op bulk --oid @TABLE@ --max-repetitions 50 --window 1"
+  "v3auth-w32|v3 authNoPriv HMAC-SHA-1 Get sysDescr.0, window 32|lumo net-snmp|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32 --version 3 --user loadauth --auth sha --auth-password authpass123"
+  "v3priv-w32|v3 authPriv HMAC-SHA-1/AES-128 Get sysDescr.0, window 32|lumo net-snmp|--op get --oid 1.3.6.1.2.1.1.1.0 --window 32 --version 3 --user loadpriv --auth sha --auth-password authpass123 --priv aes --priv-password privpass456"
 )
 
 # The column a table scenario starts in: the fixture table's column 2 (10,000 rows, so 50
@@ -155,6 +158,11 @@ run_lumo() {  # run_lumo SERVER-NAME WITH-HOSTD [AGENT-PROGRAM]
     sleep 0.05
   done
   LUMO_ROOT=$root "$BIN/lumoctl" call 34/0 set 0x00000001=yes >/dev/null
+  LUMO_ROOT=$root "$BIN/lumoctl" snmp community add loadauth security=auth \
+    authentication-protocol=sha authentication-password=authpass123 >/dev/null
+  LUMO_ROOT=$root "$BIN/lumoctl" snmp community add loadpriv security=priv \
+    authentication-protocol=sha authentication-password=authpass123 \
+    encryption-protocol=aes encryption-password=privpass456 >/dev/null
   wait_answer "$port" "$agent"
   local idle after
   idle=$(memory_of "$agent")
@@ -174,6 +182,10 @@ run_netsnmp() {
   cat >"$conf" <<EOF
 agentaddress udp:127.0.0.1:$port
 rocommunity public 127.0.0.1
+createUser loadauth SHA authpass123
+createUser loadpriv SHA authpass123 AES privpass456
+rouser loadauth auth
+rouser loadpriv priv
 EOF
   # -C: no configuration but ours; persistent state stays in the work folder.
   SNMP_PERSISTENT_DIR=$WORK/net-snmp MIBS='' start "$WORK/snmpd.log" /usr/sbin/snmpd -f -Lo -C -c "$conf"

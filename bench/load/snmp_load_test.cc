@@ -128,6 +128,30 @@ TEST(ReadReplyHead, CountsBindingsAndExceptions) {
     EXPECT_EQ(head.exceptions, 0u);
 }
 
+TEST(ReadReplyHead, V3RepliesAreMatchedByMsgId) {
+    // msgGlobalData (msgID 0x01020304), empty USM parameters, then the scoped PDU: a Report
+    // in plain text (request-id 9, which the generator does not use), or encrypted octets.
+    const Bytes head3 = {0x02, 0x01, 0x03, 0x30, 0x11, 0x02, 0x04, 0x01, 0x02, 0x03, 0x04,
+                         0x02, 0x03, 0x00, 0xff, 0xe3, 0x04, 0x01, 0x00, 0x02, 0x01, 0x03,
+                         0x04, 0x02, 0x30, 0x00};
+    const Bytes scoped = {0x30, 0x11, 0x04, 0x00, 0x04, 0x00, 0xa8, 0x0b, 0x02, 0x01, 0x09,
+                          0x02, 0x01, 0x00, 0x02, 0x01, 0x00, 0x30, 0x00};
+    const Bytes encrypted = {0x04, 0x03, 0xaa, 0xbb, 0xcc};
+    for (const Bytes& tail : {scoped, encrypted}) {
+        Bytes reply = {0x30, static_cast<uint8_t>(head3.size() + tail.size())};
+        reply.insert(reply.end(), head3.begin(), head3.end());
+        reply.insert(reply.end(), tail.begin(), tail.end());
+        ReplyHead head;
+        ASSERT_TRUE(readReplyHead(reply.data(), reply.size(), head));
+        EXPECT_EQ(head.requestId, 0x01020304u);
+        EXPECT_EQ(head.pduTag, tail == scoped ? 0xA8 : 0);
+        for (size_t len = 0; len < reply.size(); ++len) {
+            Bytes cut(reply.begin(), reply.begin() + static_cast<long>(len));
+            EXPECT_FALSE(readReplyHead(cut.data(), cut.size(), head)) << len;
+        }
+    }
+}
+
 TEST(LoadOptions, ReachesLoopbackOnlyAndStaysBounded) {
     struct Case {
         std::vector<const char*> args;

@@ -206,10 +206,34 @@ bool readReplyHead(const uint8_t* data, size_t len, ReplyHead& out) {
     if (!c.header(tag, n) || tag != 0x30) return false;
     c.end = c.p + n;
     uint32_t version;
-    if (!c.integer(version) || !c.skip(0x04)) return false;
+    if (!c.integer(version)) return false;
+    ReplyHead head;
+    if (version == 3) {
+        // msgID stands for the request-id (the generator sets both alike): an encrypted
+        // reply shows nothing else, and its PDU tag stays 0.
+        if (!c.header(tag, n) || tag != 0x30) return false;
+        Cursor global{c.p, c.p + n};
+        c.p += n;
+        if (!global.integer(head.requestId) || !c.skip(0x04)) return false;
+        if (!c.header(tag, n)) return false;
+        if (tag == 0x04) {
+            out = head;
+            return true;
+        }
+        if (tag != 0x30) return false;
+        c.end = c.p + n;
+        if (!c.skip(0x04) || !c.skip(0x04)) return false;
+        if (!c.header(tag, n) || (tag & 0xE0) != 0xA0) return false;
+        c.end = c.p + n;
+        uint32_t requestId = 0;
+        head.pduTag = tag;
+        if (!c.integer(requestId) || !c.integer(head.errorStatus)) return false;
+        out = head;
+        return true;
+    }
+    if (!c.skip(0x04)) return false;
     if (!c.header(tag, n) || (tag & 0xE0) != 0xA0) return false;
     c.end = c.p + n;
-    ReplyHead head;
     head.pduTag = tag;
     if (!c.integer(head.requestId) || !c.integer(head.errorStatus)) return false;
     countBindings(c, head);

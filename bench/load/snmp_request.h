@@ -13,7 +13,7 @@ namespace load {
 enum class Operation { Get, GetNext, GetBulk };
 
 struct RequestSpec {
-    int version = 1;  // on the wire: 0 = v1, 1 = v2c
+    int version = 1;  // on the wire: 0 = v1, 1 = v2c, 3 = v3 (see usm_session.h)
     std::string community = "public";
     Operation op = Operation::Get;
     std::vector<std::string> oids;  // dotted text, leading dot optional

@@ -55,6 +55,7 @@ void setUp() {
     addUser(*keep, 2, "md5auth", 1, 0, 0);
     addUser(*keep, 3, "shaaes", 2, 1, 1);
     addUser(*keep, 4, "md5des", 2, 0, 0);
+    addUser(*keep, 5, "sha512aes", 2, 5, 1);  // HMAC-384-SHA-512: 48-octet digest field
     keep->setEngineId(ENGINE);
     snmp::LocalEngine& engine = snmp::localEngine();
     engine.info = {BOOTS, START, 150, ENGINE};

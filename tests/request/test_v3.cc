@@ -46,7 +46,9 @@ const Bytes SHA512_KEY = fromHex(
     "22a5a36cedfcc085807a128d7bc6c2382167ad6c0dbc5fdff856740f3d84c099"
     "ad1ea87a8db096714d9788bd544047c9021e4229ce27e4c0a69250adfcffbb0b");
 
-uint32_t fakeUptime() { return START + ENGINE_TIME; }
+// The system uptime the engine sees; a test may move it on.
+uint32_t uptimeNow = START + ENGINE_TIME;
+uint32_t fakeUptime() { return uptimeNow; }
 
 // One message as a manager or the agent would put it on the wire.
 struct Msg {
@@ -119,9 +121,9 @@ Bytes build(const Msg& m) {
 }
 
 Bytes scoped(uint8_t pdu, int32_t requestId, const std::vector<Bytes>& bindings,
-             const Bytes& contextEngine = ENGINE) {
+             const Bytes& contextEngine = ENGINE, int status = 0) {
     return seq({tlv(0x04, contextEngine), octets(""),
-                tlv(pdu, cat({integer(requestId), integer(0), integer(0), tlv(0x30, cat(bindings))}))});
+                tlv(pdu, cat({integer(requestId), integer(status), integer(0), tlv(0x30, cat(bindings))}))});
 }
 
 Bytes getSysDescr(int32_t id = 77) { return scoped(GET, id, {vb(sysDescr, null())}); }
@@ -148,6 +150,7 @@ protected:
         snmp::LocalEngine& engine = snmp::localEngine();
         engine.info = {BOOTS, START, 150, ENGINE};
         engine.uptime = fakeUptime;
+        uptimeNow = START + ENGINE_TIME;
     }
     void TearDown() override {
         snmp::localEngine() = snmp::LocalEngine();
@@ -245,6 +248,19 @@ TEST_F(V3Test, TimeWindowIsOneHundredAndFiftySecondsEitherWay) {
     }
 }
 
+TEST_F(V3Test, ACapturedRequestReplayedLaterIsRefused) {
+    const Msg request = md5auth(getSysDescr());
+    const Bytes captured = build(request);
+    Bytes reply = answer(captured);
+    EXPECT_EQ(hex(reply), hex(expectedReply(request, sysDescrAnswer(), reply))) << "fresh";
+    uptimeNow += 200;
+    reply = answer(captured);
+    Msg told = request;
+    told.time = ENGINE_TIME + 200;  // the engine's time now, for the manager to resync
+    told.scoped = report(notInTimeWindow, 77);
+    EXPECT_EQ(hex(reply), hex(build(told))) << "200 s later";
+}
+
 TEST_F(V3Test, ReportsThatTheManagerCannotCheckGoOutUnsigned) {
     struct Case { const char* what; Msg request; Kind kind; int32_t requestId; };
     Msg unknown = md5auth(getSysDescr());
@@ -323,6 +339,34 @@ TEST_F(V3Test, RequestsAreAnsweredAtTheirOwnLevel) {
         const Bytes reply = answer(build(m));
         const Bytes expected = expectedReply(m, sysDescrAnswer(), reply);
         EXPECT_EQ(hex(reply), hex(expected)) << m.user;
+    }
+}
+
+TEST_F(V3Test, TheManagersMaxSizeBoundsTheReply) {
+    constexpr int TOO_BIG = 1;
+    // Shrinking msgMaxSize octet by octet: every answer fits it, and is either the Response
+    // or tooBig with no bindings. A signed reply may fill it exactly; an encrypted one keeps
+    // an allowance for the cipher's padding and the wider length, of at most 16 octets.
+    struct Case { Msg request; size_t allowance; };
+    for (const Case& c : {Case{md5auth(getSysDescr()), 0}, Case{md5des(getSysDescr()), 16}}) {
+        size_t smallestFull = 0, fullSize = 0;
+        for (uint32_t max = 200; max >= 100; --max) {
+            Msg m = c.request;
+            m.maxSize = max;
+            const Bytes reply = answer(build(m));
+            ASSERT_LE(reply.size(), max);
+            const Bytes full = expectedReply(m, sysDescrAnswer(), reply);
+            if (reply == full) {
+                smallestFull = max;
+                fullSize = reply.size();
+                continue;
+            }
+            EXPECT_EQ(hex(reply), hex(expectedReply(m, scoped(RESPONSE, 77, {}, ENGINE, TOO_BIG), reply)))
+                << max;
+            break;
+        }
+        ASSERT_NE(smallestFull, 0u);
+        EXPECT_LE(smallestFull - fullSize, c.allowance) << c.request.user;
     }
 }
 
