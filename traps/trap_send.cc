@@ -50,7 +50,7 @@ void writeV3Head(Context& c, const Item& item, const TrapSettings& s) {
     }
     v3.msgAuthoritativeEngineID = engine.info.engineId;
     v3.msgAuthoritativeEngineBoots = engine.info.engineBoots;
-    v3.msgAuthoritativeEngineTime = engine.uptime ? engine.engineTime() : 0;
+    v3.msgAuthoritativeEngineTime = engine.engineTime();
     v3.msgUserName = item.name;
     v3.contextEngineID = engine.info.engineId;
     if (item.securityLevel == 2) {
