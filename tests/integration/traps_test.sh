@@ -151,6 +151,14 @@ for row in "${VERSIONS[@]}"; do
   expect_none "$name: nothing when only other flag bits change" "$IF\.1\.1 "
 done
 
+# lumoctl refuses a binding it cannot describe before anything is sent.
+expect_output "trap send: a name that is no OID" 'oid: "sys.name" is not a dotted OID' \
+  ctl snmp trap send oid=sys.name type=4 value=x
+expect_output "trap send: oid without type" "a binding needs both oid and type" \
+  ctl snmp trap send oid=1.3.6.1.2.1.1.5.0 value=x
+expect_match "trap generators: the start trap and the interface generator" \
+  "0x0ABC0001 +start-trap.*0 +interfaces" bash -c "\"$LUMOCTL\" snmp trap generators | tr '\n' ' '"
+
 # The v3 traps above were checked by snmptrapd: one signed with a key it does not share is
 # dropped.
 ctl snmp set trap-version=3 trap-community=trapwrong >/dev/null

@@ -73,6 +73,8 @@ TEST_F(TrapTest, EnterpriseTrapLayouts) {
          community(1, v2Pdu(ENTERPRISE_V2, {}))},
         {"a name without a type sends no binding", 0, sendTrap(SYS_NAME, 0, "x"),
          community(0, v1Pdu(loopback, 6, 1, {}))},
+        {"a type that cannot be written from text (Gauge32) sends no binding", 1,
+         sendTrap(SYS_NAME, 0x42, "7"), community(1, v2Pdu(ENTERPRISE_V2, {}))},
         {"an INTEGER binding from text", 1, sendTrap("1.3.6.1.4.1.47392.9", 2, "-5"),
          community(1, v2Pdu(ENTERPRISE_V2, {vb("1.3.6.1.4.1.47392.9", integer(-5))}))},
     };
