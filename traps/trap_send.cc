@@ -28,6 +28,7 @@ constexpr uint32_t ID_MASK = 0x7FFFFFFF;
 constexpr int DECIMAL = 10;
 constexpr unsigned long MAX_PORT = 65535;
 constexpr size_t SALT_TLV_HEAD = 2;  // tag and length of msgPrivacyParameters
+constexpr uint32_t NO_COMMUNITY_REPORTED = 0xFFFFFFFF;
 
 uint32_t randomStart() {
     uint32_t seed = 0;
@@ -102,11 +103,18 @@ uint16_t trapPort() {
 bool createTrapHead(const lm::message& m, Context& c, TrapInfo& info, const TrapSettings& s) {
     c.out.startSeq(tag::SEQUENCE);
     c.out.add(s.version, tag::INTEGER);
+    // Said once per trap community id that names no record, not once per trap.
+    static uint32_t reportedBad = NO_COMMUNITY_REPORTED;
     Item* item = communityKeep ? communityKeep->record(s.communityId) : nullptr;
     if (!item) {
-        LLOG(lm::warningLog()) << "createTrap: bad community" << std::endl;
+        if (reportedBad != s.communityId)
+            LLOG(lm::warningLog()) << "createTrap: bad community" << std::endl;
+        else
+            LLOG(dlog) << "createTrap: bad community" << std::endl;
+        reportedBad = s.communityId;
         return false;
     }
+    reportedBad = NO_COMMUNITY_REPORTED;
     c.item = item;
     if (isV3(s)) {
         writeV3Head(c, *item, s);

@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
+#include <sstream>
 
 #include "trap_fixture.h"
 
@@ -115,7 +116,13 @@ TEST_F(TrapTest, V1AgentAddrFollowsTheLocalAddress) {
 
 TEST_F(TrapTest, NoTrapWithoutRecordOrMaker) {
     snmp::trapMakers = {snmp::velmarTrapMaker};
-    EXPECT_TRUE(build(sendTrap("", 0, nullptr), settings(1, 99)).empty()) << "no such record";
+    std::ostringstream log;
+    std::streambuf* old = std::cerr.rdbuf(log.rdbuf());
+    const bool none = build(sendTrap("", 0, nullptr), settings(1, 99)).empty() &&
+                      build(sendTrap("", 0, nullptr), settings(1, 99)).empty();
+    std::cerr.rdbuf(old);
+    EXPECT_TRUE(none) << "no such record";
+    EXPECT_EQ(log.str(), "createTrap: bad community\n") << "said once, not once per trap";
     lm::message other;
     other.setCommand(2);
     EXPECT_TRUE(build(other, settings(1)).empty()) << "no maker takes command 2";
