@@ -116,8 +116,8 @@ UsmSession::UsmSession(const UsmOptions& options, const EncodedRequest& request)
     // The community-based encoding: message, version, community, then the PDU.
     const uint8_t* p = request.bytes.data();
     const uint8_t* end = p + request.bytes.size();
-    uint8_t tag;
-    size_t len;
+    uint8_t tag = 0;
+    size_t len = 0;
     header(p, end, tag, len);
     for (int skip = 0; skip < 2; ++skip) {
         header(p, end, tag, len);
