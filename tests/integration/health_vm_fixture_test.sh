@@ -81,4 +81,12 @@ expect_match "nestling state 7: unknown" "= STRING: \"unknown\"$" get $VM.6.6553
 expect_match "memory and processors" "INTEGER: 512" get $VM.5.131073
 expect_match "a nestling has one processor" "= INTEGER: 1$" get $VM.9.65538
 expect_output "columns 1, 7 and 8 are not served" "No Such Object" get $VM.7.65537
+table=$(snmptable -M "$HERE" -m LUMO-VM-TEST-MIB -v2c -c public -Ci -Cf '|' -r0 -t1 "$(target)" \
+          LUMO-VM-TEST-MIB::vmTestTable 2>&1 || true)
+echo "$table"
+order=$(grep -E '^[0-9]+\|' <<<"$table" | cut -d'|' -f1 | tr '\n' ' ')
+[ "$order" = "65537 65538 131073 131074 131075 " ] && pass "snmptable of the VM table: every guest once, nestling first" ||
+  fail "snmptable rows: $order"
+expect_match "snmptable row of a full machine" '^131073\|"alpha"\|"a b c "\|"cfg1"\|512\|"running"\|2$' \
+  echo "$table"
 finish
