@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "agent/agent_main.h"
+#include "agent/plugin_loader.h"
 #include "agent/snmp_looper.h"
 #include "modules/modules.h"
 #include "platform/bus.h"
@@ -57,6 +58,7 @@ int runAgent(void (*extraModules)()) {
     start_health_module();
     start_vm_module();
     if (extraModules) extraModules();
+    loadPlugins();
 
     trapMakers.push_back(&velmarTrapMaker);
     loop->startSubscribers();
