@@ -17,7 +17,7 @@
 //   - tables: Table, MapTable, StaticMuxTable, ColumnarBranch::addLeaf;
 //   - providers: DataProvider, SingleProvider, ProxyDataProvider, GetProvider,
 //     GetFirstProvider, GetAllProvider and the table providers;
-//   - the bus message lm::message with its key constants.
+//   - the bus message lm::message, lm::key and lm::cmd (platform/bus.h).
 // Everything else in the installed headers is the agent's own and may change between
 // versions without a new ABI number.
 #pragma once
@@ -35,6 +35,7 @@
 #include "mib/scalar_leaf.h"
 #include "mib/table.h"
 #include "mib/table_provider.h"
+#include "platform/bus.h"
 #include "platform/message.h"
 #include "wire/oid.h"
 #include "wire/snmp_codes.h"

@@ -10,6 +10,7 @@ mkdir -p "$base/mib.so"
 cp "$PLUGINS/mux_plugin.so" "$base/a.so"
 cp "$PLUGINS/old_abi_plugin.so" "$base/old.so"
 cp "$PLUGINS/unresolved_plugin.so" "$base/unresolved.so"
+cp "$PLUGINS/bare_plugin.so" "$base/bare.so"
 cp "$PLUGINS/no_autorun_plugin.so" "$base/quiet.so"
 cp "$PLUGINS/no_autorun_plugin.so" "$base/.x.so"
 cp "$PLUGINS/no_autorun_plugin.so" "$base/lib.so.1"
@@ -42,8 +43,12 @@ expect_match "dlopen failure reported" "^failed dlopen: $base/unresolved\.so:$" 
 expect_match "dlopen failure gives the reason" "lumo_test_function_nobody_defines" cat "$err"
 expect_match "other framework version refused" \
   "^plugin $base/old\.so refused: built for framework version 2, agent has version 1$" cat "$err"
-expect_output "refused plug-in not started" "No Such Object" \
-  snmp snmpget -v2c -c public "$(target)" 1.3.6.1.4.1.47392.97.1.0
+expect_match "plug-in without a framework version refused" \
+  "^plugin $base/bare\.so refused: no symbol lumo_snmp_plugin_abi \(framework version 1 expected\)$" cat "$err"
+for arc in 1 2; do
+  expect_output "refused plug-in $arc not started" "97\.$arc\.0 = No Such Object" \
+    snmp snmpget -v2c -c public "$(target)" 1.3.6.1.4.1.47392.97.$arc.0
+done
 
 order=$(sed -n 's|^plugin loaded: .*/\([a-z]*\)\.so$|\1|p' "$err" | grep -E '^(aaa|bbb|ccc|a)$' | tr '\n' ' ')
 if [ "$order" = "ccc aaa bbb a " ]; then pass "directories in exchanged order"
