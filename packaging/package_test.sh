@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Builds the Debian package from a build tree, checks what it carries, and unpacks it into a
+# scratch root to check that the units start programs the package installs.
+# $1: the build directory.
+set -euo pipefail
+build=${1:?build directory}
+for tool in cpack dpkg-deb; do
+  command -v "$tool" >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
+done
+work=$(mktemp -d /tmp/lumo-deb-XXXXXX)
+trap 'rm -rf "$work"' EXIT
+
+cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work" >"$work/cpack.log" 2>&1 || {
+  cat "$work/cpack.log"; exit 1; }
+deb=$(ls "$work"/lumo-snmp_*.deb)
+prefix=$(sed -n 's/^set(CPACK_PACKAGING_INSTALL_PREFIX "\(.*\)")$/\1/p' "$build/CPackConfig.cmake")
+prefix=${prefix#/}
+failed=0
+files=$(dpkg-deb -c "$deb" | awk '{print $6}')
+for want in sbin/lumo-snmpd sbin/lumo-hostd sbin/lumoctl lib/systemd/system/lumo-snmpd.service \
+            lib/systemd/system/lumo-hostd.service include/lumo-snmp/mib/plugin.h \
+            include/lumo-snmp/mib/declared_table.h lib/cmake/LumoSnmp/LumoSnmpConfig.cmake \
+            lib/pkgconfig/lumo-snmp.pc lib/lumo-snmp/plugins/; do
+  if grep -qx "\./$prefix/$want" <<<"$files"; then echo "ok: carries $want"
+  else echo "FAIL: no $want in the package"; failed=1; fi
+done
+if dpkg-deb -f "$deb" Depends | grep -q libssl; then echo "ok: depends on libssl"
+else echo "FAIL: Depends lacks libssl: $(dpkg-deb -f "$deb" Depends)"; failed=1; fi
+
+root=$work/root
+dpkg-deb -x "$deb" "$root"
+for unit in lumo-hostd lumo-snmpd; do
+  exe=$(sed -n 's/^ExecStart=//p' "$root/$prefix/lib/systemd/system/$unit.service")
+  if [ -x "$root$exe" ]; then echo "ok: $unit.service starts $exe, which the package installs"
+  else echo "FAIL: $unit.service starts $exe, not in the package"; failed=1; fi
+done
+exit $failed
