@@ -14,6 +14,7 @@ fi
 mount -t sysfs sysfs /sys || { echo "cannot mount sysfs in the new namespace; skipped"; exit 77; }
 ip link set lo up
 source "$(dirname "$0")/lib.sh"
+source "$(dirname "$0")/traps_lib.sh"
 HOSTD=${HOSTD:?path to lumo-hostd}
 command -v snmptrapd >/dev/null || { echo "snmptrapd not installed; skipped"; exit 77; }
 export LUMO_TRAP_PORT=$(python3 "$HERE/free_port.py")
@@ -50,37 +51,11 @@ OTHER0=$(cat /sys/class/net/other0/ifindex)
 HOSTD_PID=$!
 for _ in $(seq 200); do ctl --timeout 200 call 20/0 count >/dev/null 2>&1 && break; sleep 0.05; done
 start_agent
-PASS=trap-pass-123
-ctl snmp community add trapauth security=auth authentication-protocol=sha \
-  authentication-password=$PASS >/dev/null
-ctl snmp community add trappriv security=priv authentication-protocol=sha \
-  authentication-password=$PASS encryption-protocol=aes encryption-password=$PASS >/dev/null
-text=$(ctl snmp print | awk '$1 == "engine-id" { print $2 }')
-# The engine id on the wire: 80 00 b9 20 (enterprise 47392), 04 (text), then the text.
-ENGINE=0x8000b92004$(printf '%s' "$text" | od -An -tx1 | tr -d ' \n')
-cat >"$LUMO_ROOT/snmptrapd.conf" <<CONF
-disableAuthorization yes
-createUser -e $ENGINE trapauth SHA $PASS
-createUser -e $ENGINE trappriv SHA $PASS AES $PASS
-CONF
-snmptrapd -f -Lo -n -C -c "$LUMO_ROOT/snmptrapd.conf" -On -M /dev/null \
-  "udp:127.0.0.1:$LUMO_TRAP_PORT" >"$TLOG" 2>"$LUMO_ROOT/snmptrapd.err" &
-TRAPD_PID=$!
-for _ in $(seq 100); do grep -q "NET-SNMP version" "$TLOG" 2>/dev/null && break; sleep 0.05; done
+add_trap_users
+start_snmptrapd
 ctl snmp set enabled=yes trap-target=127.0.0.1 trap-version=2c trap-community=public \
   trap-generators=interfaces interface-filter=$UP0,$SPARE0 >/dev/null
 
-MARK=0
-mark() { MARK=$(stat -c %s "$TLOG"); }
-since() { tail -c +$((MARK + 1)) "$TLOG" | tr '\n\t' '  '; }
-expect_trap() {
-  local what=$1 re=$2
-  for _ in $(seq 100); do
-    if since | grep -Eq -- "$re"; then pass "$what"; return; fi
-    sleep 0.05
-  done
-  fail "$what"; echo "  wanted: $re"; echo "  log since mark: $(since | head -c 2000)"
-}
 DOWN="OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.3"
 UP="OID: \.1\.3\.6\.1\.6\.3\.1\.1\.5\.4"
 

@@ -7,11 +7,11 @@
 # get the same trap with their own request-ids, and a target that refuses (nobody on its
 # port) is logged once and does not stop the other.
 source "$(dirname "$0")/lib.sh"
+source "$(dirname "$0")/traps_lib.sh"
 HOSTD=${HOSTD:?path to lumo-hostd}
 command -v snmptrapd >/dev/null || { echo "snmptrapd not installed; skipped"; exit 77; }
 export LUMO_TRAP_PORT=$(python3 "$HERE/free_port.py")
 export SNMP_PERSISTENT_DIR=$LUMO_ROOT/snmp-persist
-PASS=trappass123
 ENT=.1.3.6.1.4.1.47392.1.1.9
 SYSNAME=.1.3.6.1.2.1.1.5.0
 IF=.1.3.6.1.2.1.2.2.1
@@ -34,44 +34,15 @@ HOSTD_PID=$!
 for _ in $(seq 100); do ctl --timeout 200 call 20/0 0xFE0015 >/dev/null 2>&1 && break; sleep 0.05; done
 
 start_agent
-ctl snmp community add trapauth security=auth authentication-protocol=sha \
-  authentication-password=$PASS >/dev/null
-ctl snmp community add trappriv security=priv authentication-protocol=sha \
-  authentication-password=$PASS encryption-protocol=aes encryption-password=$PASS >/dev/null
+add_trap_users
 # snmptrapd knows this user with another password: its traps must fail the digest check.
 ctl snmp community add trapwrong security=auth authentication-protocol=sha \
-  authentication-password=$PASS >/dev/null
-text=$(ctl snmp print | awk '$1 == "engine-id" { print $2 }')
-# The engine id on the wire: 80 00 b9 20 (enterprise 47392), 04 (text), then the text.
-ENGINE=0x8000b92004$(printf '%s' "$text" | od -An -tx1 | tr -d ' \n')
-
-cat >"$LUMO_ROOT/snmptrapd.conf" <<CONF
-disableAuthorization yes
-createUser -e $ENGINE trapauth SHA $PASS
-createUser -e $ENGINE trappriv SHA $PASS AES $PASS
-createUser -e $ENGINE trapwrong SHA not-$PASS
-CONF
-snmptrapd -f -Lo -n -C -c "$LUMO_ROOT/snmptrapd.conf" -On -M /dev/null \
-  "udp:127.0.0.1:$LUMO_TRAP_PORT" >"$TLOG" 2>"$LUMO_ROOT/snmptrapd.err" &
-TRAPD_PID=$!
-for _ in $(seq 100); do grep -q "NET-SNMP version" "$TLOG" 2>/dev/null && break; sleep 0.05; done
+  authentication-password=$TRAP_PASS >/dev/null
+start_snmptrapd "createUser -e $(wire_engine_id) trapwrong SHA not-$TRAP_PASS"
 
 ctl snmp set enabled=yes trap-target=127.0.0.1 trap-generators=start,interfaces \
   interface-filter=1,2 >/dev/null
 
-# What snmptrapd logged since the last mark, one line per trap's text.
-MARK=0
-mark() { MARK=$(stat -c %s "$TLOG"); }
-since() { tail -c +$((MARK + 1)) "$TLOG" | tr '\n\t' '  '; }
-# expect_trap DESCRIPTION REGEX: the log gets a match after the mark (waits up to 5 s).
-expect_trap() {
-  local what=$1 re=$2
-  for _ in $(seq 100); do
-    if since | grep -Eq -- "$re"; then pass "$what"; return; fi
-    sleep 0.05
-  done
-  fail "$what"; echo "  wanted: $re"; echo "  log since mark: $(since | head -c 2000)"
-}
 # publish ID FLAGS: the interface service's link notification for interface ID.
 publish() {
   ctl call 20/99 0x990003 0x08990006=0x10004 \
