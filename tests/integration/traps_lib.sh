@@ -48,3 +48,18 @@ expect_trap() {
   done
   fail "$what"; echo "  wanted: $re"; echo "  log since mark: $(since | head -c 2000)"
 }
+
+# expect_bad_target_skipped KIND ADDRESS COUNT: with ADDRESS as the first of two targets,
+# COUNT traps still reach snmptrapd on 127.0.0.1, and the agent logs the bad target once.
+expect_bad_target_skipped() {
+  local kind=$1 address=$2 count=$3 i n
+  ctl snmp set trap-target="$address",127.0.0.1 >/dev/null
+  for i in $(seq "$count"); do
+    mark
+    ctl snmp trap send oid=1.3.6.1.2.1.1.6.0 type=string value="after-$kind-$i" >/dev/null
+    expect_trap "target of kind $kind does not stop the next: trap $i" "after-$kind-$i"
+  done
+  n=$(grep -cF "$address" "$LUMO_ROOT/agent.err" || true)
+  if [ "$n" = 1 ]; then pass "the $kind target is logged once"; else
+    fail "the $kind target is logged $n times"; grep "send_trap" "$LUMO_ROOT/agent.err" | head; fi
+}
