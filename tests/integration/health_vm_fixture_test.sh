@@ -6,9 +6,6 @@ source "$(dirname "$0")/lib.sh"
 HOSTD=${HOSTD:?path to lumo-hostd}
 H=1.3.6.1.4.1.47392.1.1.3
 VM=1.3.6.1.4.1.6876.2.1.1
-HOSTD_PID=""
-stop_hostd() { [ -z "$HOSTD_PID" ] || { kill "$HOSTD_PID" 2>/dev/null; wait "$HOSTD_PID" 2>/dev/null || true; }; }
-trap 'stop_hostd; cleanup' EXIT
 FIXTURE=$LUMO_ROOT/fixture.json
 
 # health HEALTH_OBJECT_JSON: writes the fixture with that health object.
@@ -33,9 +30,7 @@ get() { snmp snmpget -v2c -c public "$(target)" "$@"; }
 
 # The health service fails at first: no sensor is registered until it answers.
 health '{"0x0800000E": 45, "0x08000011": 51, "0x08000010": 12, "0x08000012": 7, "0x08001CE9": 0, "0x08001CEA": 3, "0x080001F6": 0}'
-"$HOSTD" --fixture "$FIXTURE" 2>>"$LUMO_ROOT/hostd.err" &
-HOSTD_PID=$!
-for _ in $(seq 100); do ctl --timeout 200 call 24/2 get >/dev/null 2>&1 && break; sleep 0.05; done
+run_hostd 24/2 get --fixture "$FIXTURE"
 ctl call 24/99 0x990001 0x08990001=14 0x08990002=0xFE0004 0x20990003="not ready" >/dev/null
 start_agent
 ctl snmp set enabled=yes >/dev/null

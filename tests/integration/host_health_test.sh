@@ -5,13 +5,8 @@
 source "$(dirname "$0")/lib.sh"
 HOSTD=${HOSTD:?path to lumo-hostd}
 H=1.3.6.1.4.1.47392.1.1.3
-HOSTD_PID=""
-stop_hostd() { [ -z "$HOSTD_PID" ] || { kill "$HOSTD_PID" 2>/dev/null; wait "$HOSTD_PID" 2>/dev/null || true; }; }
-trap 'stop_hostd; cleanup' EXIT
 
-"$HOSTD" 2>>"$LUMO_ROOT/hostd.err" &
-HOSTD_PID=$!
-for _ in $(seq 100); do ctl --timeout 200 call 24/2 get >/dev/null 2>&1 && break; sleep 0.05; done
+run_hostd 24/2 get
 start_agent
 ctl snmp set enabled=yes >/dev/null
 sleep 1  # the sensors are registered from the health service's first answer, at 700 ms

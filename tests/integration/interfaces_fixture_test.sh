@@ -7,9 +7,6 @@ source "$(dirname "$0")/lib.sh"
 HOSTD=${HOSTD:?path to lumo-hostd}
 IF=1.3.6.1.2.1.2.2.1
 IFX=1.3.6.1.2.1.31.1.1.1
-HOSTD_PID=""
-stop_hostd() { [ -z "$HOSTD_PID" ] || { kill "$HOSTD_PID" 2>/dev/null; wait "$HOSTD_PID" 2>/dev/null || true; }; }
-trap 'stop_hostd; cleanup' EXIT
 
 # Interface id k + 1 has kind k, for every kind 0 to 36; kinds 1 and 30 (Ethernet-like)
 # get ids 101.. with each rate 0 to 4 instead. Id 200: a 10 Gb/s link (rate 0, speed in
@@ -47,9 +44,7 @@ json.dump({"services": [{"path": [20, 0], "objects": objs}]}, open(sys.argv[1], 
 open(sys.argv[2], "w").write("\n".join(expected) + "\n")
 PY
 
-"$HOSTD" --fixture "$LUMO_ROOT/ifaces.json" 2>>"$LUMO_ROOT/hostd.err" &
-HOSTD_PID=$!
-for _ in $(seq 100); do ctl --timeout 200 call 20/0 0xFE0015 >/dev/null 2>&1 && break; sleep 0.05; done
+run_hostd 20/0 count --fixture "$LUMO_ROOT/ifaces.json"
 start_agent
 ctl snmp set enabled=yes >/dev/null
 get() { snmp snmpget -v2c -c public "$(target)" "$@"; }

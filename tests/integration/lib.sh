@@ -14,6 +14,7 @@ PASSED=0
 
 cleanup() {
   stop_agent || true
+  stop_hostd_run || true
   [ -n "${KEEP_ROOT:-}" ] || rm -rf "$LUMO_ROOT"
 }
 trap cleanup EXIT
@@ -32,6 +33,28 @@ start_agent() {
     sleep 0.05
   done
   echo "agent did not come up"; cat "$LUMO_ROOT/agent.err"; return 1
+}
+
+# run_hostd PATH COMMAND [ARG...]: lumo-hostd with ARGs (none: host mode), ready once the
+# service at PATH answers COMMAND; stopped with the test.
+HOSTD_RUN_PID=""
+run_hostd() {
+  local path=$1 command=$2; shift 2
+  "${HOSTD:?path to lumo-hostd}" "$@" 2>>"$LUMO_ROOT/hostd.err" &
+  HOSTD_RUN_PID=$!
+  for _ in $(seq 200); do
+    ctl --timeout 200 call "$path" "$command" >/dev/null 2>&1 && return 0
+    kill -0 "$HOSTD_RUN_PID" 2>/dev/null || break
+    sleep 0.05
+  done
+  echo "lumo-hostd did not come up"; cat "$LUMO_ROOT/hostd.err"; return 1
+}
+stop_hostd_run() {
+  if [ -n "$HOSTD_RUN_PID" ]; then
+    kill "$HOSTD_RUN_PID" 2>/dev/null || true
+    wait "$HOSTD_RUN_PID" 2>/dev/null || true
+    HOSTD_RUN_PID=""
+  fi
 }
 
 stop_agent() {

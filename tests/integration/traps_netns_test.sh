@@ -21,9 +21,9 @@ export LUMO_TRAP_PORT=$(python3 "$HERE/free_port.py")
 export SNMP_PERSISTENT_DIR=$LUMO_ROOT/snmp-persist
 IF=.1.3.6.1.2.1.2.2.1
 TLOG=$LUMO_ROOT/snmptrapd.log
-HOSTD_PID="" TRAPD_PID="" PEER_PID=""
+TRAPD_PID="" PEER_PID=""
 stop_all() {
-  for p in $HOSTD_PID $TRAPD_PID $PEER_PID; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null || true; done
+  for p in $TRAPD_PID $PEER_PID; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null || true; done
 }
 trap 'stop_all; cleanup' EXIT
 
@@ -47,9 +47,7 @@ UP0=$(cat /sys/class/net/up0/ifindex)
 SPARE0=$(cat /sys/class/net/spare0/ifindex)
 OTHER0=$(cat /sys/class/net/other0/ifindex)
 
-"$HOSTD" 2>>"$LUMO_ROOT/hostd.err" &
-HOSTD_PID=$!
-for _ in $(seq 200); do ctl --timeout 200 call 20/0 count >/dev/null 2>&1 && break; sleep 0.05; done
+run_hostd 20/0 count
 start_agent
 add_trap_users
 start_snmptrapd

@@ -16,9 +16,9 @@ ENT=.1.3.6.1.4.1.47392.1.1.9
 SYSNAME=.1.3.6.1.2.1.1.5.0
 IF=.1.3.6.1.2.1.2.2.1
 TLOG=$LUMO_ROOT/snmptrapd.log
-HOSTD_PID="" TRAPD_PID="" RAW_PID=""
+TRAPD_PID="" RAW_PID=""
 stop_all() {
-  for p in $HOSTD_PID $TRAPD_PID $RAW_PID; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null || true; done
+  for p in $TRAPD_PID $RAW_PID; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null || true; done
 }
 trap 'stop_all; cleanup' EXIT
 
@@ -29,9 +29,7 @@ cat >"$LUMO_ROOT/ifaces.json" <<'JSON'
   {"0x08FE0001": 2, "0x20010006": "eth2", "0x08010001": 1, "0x08010003": 1280},
   {"0x08FE0001": 7, "0x20010006": "eth7", "0x08010001": 1, "0x08010003": 1280}]}]}
 JSON
-"$HOSTD" --fixture "$LUMO_ROOT/ifaces.json" 2>>"$LUMO_ROOT/hostd.err" &
-HOSTD_PID=$!
-for _ in $(seq 100); do ctl --timeout 200 call 20/0 0xFE0015 >/dev/null 2>&1 && break; sleep 0.05; done
+run_hostd 20/0 count --fixture "$LUMO_ROOT/ifaces.json"
 
 start_agent
 add_trap_users
