@@ -1,6 +1,7 @@
 // The UDP service socket: one IPv6 socket that also takes IPv4 (mapped), answering each
 // request from the very local address and interface it reached.
 #include <netinet/in.h>
+#include <netinet/udp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -33,6 +34,15 @@ constexpr size_t MAX_DATAGRAM = 65536;
 // IPV6_PKTINFO); echoing them back selects the reply's source address and interface.
 constexpr size_t CONTROL_SIZE = 128;
 
+// Replies of one burst that go to the same peer from the same local address with the same
+// size leave as one segmented send (UDP_SEGMENT): the kernel builds, routes and hands over
+// one packet and cuts it into the datagrams at the end, instead of doing all of that per
+// reply. Segments stay well under any link's MTU (a larger segment is refused), and the
+// whole within one IP packet's size.
+constexpr size_t MAX_SEGMENT = 1200;
+constexpr size_t MAX_SEGMENTED = 60000;
+constexpr size_t SEGMENT_CONTROL = CMSG_SPACE(sizeof(uint16_t));
+
 // One received datagram and where it came from and went to. The buffers live for the
 // process; only the pages a datagram fills are ever touched.
 struct Inbound {
@@ -49,6 +59,8 @@ struct Burst {
     std::unique_ptr<Context> contexts[BURST];  // one per reply, made at first use, reused
     mmsghdr sent[BURST];
     iovec sentIov[BURST];
+    mmsghdr grouped[BURST];     // the replies again, runs of alike ones as one send each
+    unsigned groupStart[BURST];  // the reply each grouped send begins with
 };
 
 Burst& burst() {
@@ -92,6 +104,81 @@ void sendAll(int fd, mmsghdr* msgs, unsigned count) {
     }
 }
 
+bool canSegment = false;  // the kernel takes UDP_SEGMENT (probed when the socket opens)
+
+bool alike(const msghdr& a, const msghdr& b) {
+    return a.msg_namelen == b.msg_namelen && a.msg_controllen == b.msg_controllen &&
+           std::memcmp(a.msg_name, b.msg_name, a.msg_namelen) == 0 &&
+           std::memcmp(a.msg_control, b.msg_control, a.msg_controllen) == 0;
+}
+
+// How many replies from `first` on can leave as one segmented send: alike headers, equal
+// sizes, the last of the run allowed to be shorter.
+unsigned runFrom(const Burst& b, unsigned first, unsigned count) {
+    const size_t size = b.sentIov[first].iov_len;
+    const msghdr& head = b.sent[first].msg_hdr;
+    if (size > MAX_SEGMENT || head.msg_controllen + SEGMENT_CONTROL > CONTROL_SIZE) return 1;
+    unsigned n = 1;
+    size_t total = size;
+    while (first + n < count) {
+        const size_t next = b.sentIov[first + n].iov_len;
+        if (next > size || total + next > MAX_SEGMENTED ||
+            !alike(head, b.sent[first + n].msg_hdr))
+            break;
+        total += next;
+        ++n;
+        if (next < size) break;
+    }
+    return n;
+}
+
+// Sends the burst's replies, runs of alike ones as one segmented send each. A run the
+// kernel refuses as a whole (no checksum offload on the way, say) goes reply by reply.
+void sendReplies(int fd, Burst& b, unsigned count) {
+    if (!canSegment) return sendAll(fd, b.sent, count);
+    unsigned sends = 0;
+    for (unsigned first = 0; first < count;) {
+        const unsigned n = runFrom(b, first, count);
+        b.groupStart[sends] = first;
+        msghdr& out = b.grouped[sends].msg_hdr;
+        out = b.sent[first].msg_hdr;
+        if (n > 1) {
+            // The segment size is one more control message after the packet info; the
+            // control buffer is the first request's, which has room for it.
+            out.msg_iovlen = n;
+            auto* control = static_cast<unsigned char*>(out.msg_control);
+            const size_t at = CMSG_ALIGN(out.msg_controllen);
+            std::memset(control + out.msg_controllen, 0, at + SEGMENT_CONTROL - out.msg_controllen);
+            auto* cm = reinterpret_cast<cmsghdr*>(control + at);
+            cm->cmsg_level = SOL_UDP;
+            cm->cmsg_type = UDP_SEGMENT;
+            cm->cmsg_len = CMSG_LEN(sizeof(uint16_t));
+            const auto segment = static_cast<uint16_t>(b.sentIov[first].iov_len);
+            std::memcpy(CMSG_DATA(cm), &segment, sizeof segment);
+            out.msg_controllen = at + SEGMENT_CONTROL;
+        }
+        ++sends;
+        first += n;
+    }
+    unsigned done = 0;
+    while (done < sends) {
+        const int r = sendmmsg(fd, b.grouped + done, sends - done, 0);
+        if (r > 0) {
+            done += static_cast<unsigned>(r);
+            continue;
+        }
+        if (r < 0 && errno == EINTR) continue;
+        const unsigned first = b.groupStart[done];
+        const unsigned end = done + 1 < sends ? b.groupStart[done + 1] : count;
+        if (end - first > 1) {
+            sendAll(fd, b.sent + first, end - first);
+        } else {
+            LLOG(dlog) << "reply not sent: " << std::strerror(errno) << std::endl;
+        }
+        ++done;
+    }
+}
+
 // Takes up to BURST waiting datagrams (never blocks) and answers them. False when the
 // kernel has no recvmmsg, so that the caller falls back on one datagram at a time.
 bool answerBurst(int fd) {
@@ -122,7 +209,7 @@ bool answerBurst(int fd) {
         out.msg_flags = 0;
         ++replies;
     }
-    sendAll(fd, b.sent, replies);
+    sendReplies(fd, b, replies);
     return true;
 }
 
@@ -178,6 +265,8 @@ void SnmpLooper::enable() {
     }
     setFlag(fd, IPPROTO_IP, IP_PKTINFO);
     setFlag(fd, SOL_SOCKET, SO_REUSEADDR);
+    int noSegmentSize = 0;  // accepted where the kernel can send segmented replies
+    canSegment = setsockopt(fd, SOL_UDP, UDP_SEGMENT, &noSegmentSize, sizeof noSegmentSize) == 0;
     if (bind(fd, reinterpret_cast<sockaddr*>(&addr6), sizeof addr6) != 0) {
         close(fd);
         LLOG(lm::errorLog()) << "cannot create service connection" << std::endl;

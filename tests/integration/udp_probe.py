@@ -2,6 +2,7 @@
 
 usage: udp_probe.py source-of-reply BIND_ADDR DEST_ADDR PORT [COMMUNITY]
        udp_probe.py burst PORT COUNT DEST_ADDR...
+       udp_probe.py burst-runs PORT COUNT DEST_A DEST_B
        udp_probe.py garbage DEST_ADDR PORT COUNT
 Prints what it saw; exits non-zero when the agent did not behave.
 """
@@ -22,10 +23,13 @@ def tlv(tag, body):
     return head + body
 
 
-def get_request(community=b"public", request_id=0x1234):
-    name = bytes.fromhex("06082b06010201010100")  # 1.3.6.1.2.1.1.1.0
+SYS_DESCR = bytes.fromhex("06082b06010201010100")  # 1.3.6.1.2.1.1.1.0
+SYS_NAME = bytes.fromhex("06082b06010201010500")  # 1.3.6.1.2.1.1.5.0
+
+
+def get_request(community=b"public", request_id=0x1234, name=SYS_DESCR, id_octets=2):
     binding = tlv(0x30, name + b"\x05\x00")
-    pdu = tlv(0xA0, tlv(0x02, request_id.to_bytes(2, "big")) + b"\x02\x01\x00\x02\x01\x00" + tlv(0x30, binding))
+    pdu = tlv(0xA0, tlv(0x02, request_id.to_bytes(id_octets, "big")) + b"\x02\x01\x00\x02\x01\x00" + tlv(0x30, binding))
     return tlv(0x30, b"\x02\x01\x01" + tlv(0x04, community) + pdu)
 
 
@@ -65,6 +69,46 @@ def burst(port, count, dests):
         answered.add(request_id)
     print(f"{len(answered)} of {count} answered, {wrong} from the wrong address or unexpected")
     return 0 if wrong == 0 else 1
+
+
+def burst_runs(port, count, dests):
+    """Sends count requests at once in runs to the same address (lengths 1 to 12), with
+    replies of three sizes inside the runs (two objects, request-ids of two and three
+    octets). Every reply must come once, in the order sent, from the address asked, and be
+    as long as every other reply of its kind."""
+    s = socket.socket(family(dests[0]), socket.SOCK_DGRAM)
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+    s.settimeout(3)
+    run_lengths = [1, 5, 2, 12, 3, 8, 1, 1, 7, 4, 11, 6]
+    order, kinds = [], {}
+    run, left, dest = 0, run_lengths[0], 0
+    for i in range(count):
+        if left == 0:
+            run += 1
+            left = run_lengths[run % len(run_lengths)]
+            dest = 1 - dest
+        left -= 1
+        octets = 3 if i % 5 == 4 else 2
+        name = SYS_NAME if i % 7 == 6 else SYS_DESCR
+        request_id = (0x10000 if octets == 3 else 0x1000) + i
+        kinds[request_id] = (dests[dest], octets, name)
+        order.append(request_id)
+        s.sendto(get_request(request_id=request_id, name=name, id_octets=octets), (dests[dest], port))
+    wrong, lengths, received = 0, {}, []
+    while len(received) < count:
+        data, src = s.recvfrom(65535)
+        at = data.find(bytes([0xA2]))
+        id_len = data[at + 3] if at >= 0 else 0
+        request_id = int.from_bytes(data[at + 4:at + 4 + id_len], "big") if at >= 0 else -1
+        kind = kinds.get(request_id)
+        if kind is None or request_id in received or src[0] != kind[0]:
+            wrong += 1
+        elif lengths.setdefault(kind[1:], len(data)) != len(data):
+            wrong += 1
+        received.append(request_id)
+    out_of_order = sum(1 for a, b in zip(order, received) if a != b)
+    print(f"{len(set(received))} of {count} answered, {wrong} wrong, {out_of_order} out of order")
+    return 0 if wrong == 0 and out_of_order == 0 else 1
 
 
 def garbage(dest, port, count):
@@ -114,6 +158,8 @@ if __name__ == "__main__":
             sys.exit(source_of_reply(sys.argv[2], sys.argv[3], int(sys.argv[4]), community))
         if sys.argv[1] == "burst":
             sys.exit(burst(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:]))
+        if sys.argv[1] == "burst-runs":
+            sys.exit(burst_runs(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:6]))
         if sys.argv[1] == "garbage":
             sys.exit(garbage(sys.argv[2], int(sys.argv[3]), int(sys.argv[4])))
     except socket.timeout:
