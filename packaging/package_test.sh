@@ -20,7 +20,9 @@ files=$(dpkg-deb -c "$deb" | awk '{print $6}')
 for want in sbin/lumo-snmpd sbin/lumo-hostd sbin/lumoctl lib/systemd/system/lumo-snmpd.service \
             lib/systemd/system/lumo-hostd.service include/lumo-snmp/mib/plugin.h \
             include/lumo-snmp/mib/declared_table.h lib/cmake/LumoSnmp/LumoSnmpConfig.cmake \
-            lib/pkgconfig/lumo-snmp.pc lib/lumo-snmp/plugins/; do
+            lib/pkgconfig/lumo-snmp.pc lib/lumo-snmp/plugins/ share/snmp/mibs/LUMO-SMI.txt \
+            share/snmp/mibs/LUMO-HEALTH-MIB.txt share/snmp/mibs/LUMO-INTERFACES-MIB.txt \
+            share/snmp/mibs/LUMO-NOTIFICATIONS-MIB.txt; do
   if grep -qx "\./$prefix/$want" <<<"$files"; then echo "ok: carries $want"
   else echo "FAIL: no $want in the package"; failed=1; fi
 done
