@@ -20,7 +20,9 @@ files=$(dpkg-deb -c "$deb" | awk '{print $6}')
 for want in sbin/lumo-snmpd sbin/lumo-hostd sbin/lumoctl lib/systemd/system/lumo-snmpd.service \
             lib/systemd/system/lumo-hostd.service include/lumo-snmp/mib/plugin.h \
             include/lumo-snmp/mib/declared_table.h lib/cmake/LumoSnmp/LumoSnmpConfig.cmake \
-            lib/pkgconfig/lumo-snmp.pc lib/lumo-snmp/plugins/; do
+            lib/pkgconfig/lumo-snmp.pc lib/lumo-snmp/plugins/ share/snmp/mibs/LUMO-SMI.txt \
+            share/snmp/mibs/LUMO-HEALTH-MIB.txt share/snmp/mibs/LUMO-INTERFACES-MIB.txt \
+            share/snmp/mibs/LUMO-NOTIFICATIONS-MIB.txt lib/lumo-snmp/lumo-snmpd-first-start; do
   if grep -qx "\./$prefix/$want" <<<"$files"; then echo "ok: carries $want"
   else echo "FAIL: no $want in the package"; failed=1; fi
 done
@@ -29,9 +31,19 @@ else echo "FAIL: Depends lacks libssl: $(dpkg-deb -f "$deb" Depends)"; failed=1;
 
 root=$work/root
 dpkg-deb -x "$deb" "$root"
+# Every program a unit runs from the prefix (ExecStart, and the agent's first-start helper
+# in ExecStartPre/ExecStartPost with the lumoctl it calls) is in the package.
+runs() { # UNIT PROGRAM
+  if [ -x "$root$2" ]; then echo "ok: $1 runs $2, which the package installs"
+  else echo "FAIL: $1 runs $2, not in the package"; failed=1; fi
+}
 for unit in lumo-hostd lumo-snmpd; do
-  exe=$(sed -n 's/^ExecStart=//p' "$root/$prefix/lib/systemd/system/$unit.service")
-  if [ -x "$root$exe" ]; then echo "ok: $unit.service starts $exe, which the package installs"
-  else echo "FAIL: $unit.service starts $exe, not in the package"; failed=1; fi
+  file=$root/$prefix/lib/systemd/system/$unit.service
+  grep -q "^ExecStart=/$prefix/" "$file" || { echo "FAIL: $unit.service starts nothing of the package"; failed=1; }
+  for exe in $(sed -n 's/^Exec[A-Za-z]*=\([^ ]*\).*/\1/p' "$file" | grep "^/$prefix/" || true); do
+    runs "$unit.service" "$exe"
+    called=$(sed -n 's/^lumoctl=//p' "$root$exe" 2>/dev/null | head -1 || true)
+    [ -z "$called" ] || runs "$exe" "$called"
+  done
 done
 exit $failed

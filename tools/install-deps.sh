@@ -10,7 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   snmp snmpd snmptrapd
   iproute2 procps util-linux python3 python3-pysnmp4
-  systemd
+  systemd smitools
 )
 
 missing=()

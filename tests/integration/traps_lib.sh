@@ -19,7 +19,8 @@ wire_engine_id() {
 }
 
 # start_snmptrapd [CONFIG LINE...]: with the two trap users of this engine and the lines
-# given; sets TRAPD_PID once it logs its start.
+# given; sets TRAPD_PID once it logs its start. Names are numeric and no MIB is read unless
+# TRAPD_OPTIONS says otherwise.
 start_snmptrapd() {
   local engine line
   engine=$(wire_engine_id)
@@ -29,7 +30,9 @@ start_snmptrapd() {
     echo "createUser -e $engine trappriv SHA $TRAP_PASS AES $TRAP_PASS"
     for line in "$@"; do echo "$line"; done
   } >"$LUMO_ROOT/snmptrapd.conf"
-  snmptrapd -f -Lo -n -C -c "$LUMO_ROOT/snmptrapd.conf" -On -M /dev/null \
+  local options=(-On -M /dev/null)
+  [ -z "${TRAPD_OPTIONS+set}" ] || options=("${TRAPD_OPTIONS[@]}")
+  snmptrapd -f -Lo -n -C -c "$LUMO_ROOT/snmptrapd.conf" "${options[@]}" \
     "udp:127.0.0.1:$LUMO_TRAP_PORT" >"$TLOG" 2>"$LUMO_ROOT/snmptrapd.err" &
   TRAPD_PID=$!
   for _ in $(seq 100); do grep -q "NET-SNMP version" "$TLOG" 2>/dev/null && break; sleep 0.05; done
