@@ -1,6 +1,8 @@
 // Fixture files and the fixture-backed service, without a bus.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/message_json.h"
 #include "tools/hostd/control.h"
 #include "tools/hostd/fixture.h"
@@ -205,6 +207,42 @@ TEST(FixtureService, ContinuationWalksTheWholeList) {
             req.setU32(lm::key::START, reply.getU32(lm::key::START));
         }
         EXPECT_EQ(seen, range(0, GAPPED_COUNT)) << "pages of " << want;
+    }
+}
+
+// A field list cuts every object of the page to the fields listed (type bits ignored), its
+// id and its position; the start is still found among whole objects, and the continuation
+// is the same.
+TEST(FixtureService, FieldListCutsTheObjects) {
+    hostd::FixtureService svc(gapped());
+    const struct {
+        const char* what;
+        const char* request;
+        std::vector<uint32_t> keys;  // of each object, beside id and position
+    } cases[] = {
+        {"no list: whole objects", R"({"0x08FE0003": 2})", {NAME, GROUP}},
+        {"one field", R"({"0x08FE0003": 2, "0x88FE001E": [536936454]})", {NAME}},
+        {"field number without type bits", R"({"0x08FE0003": 2, "0x88FE001E": [65539]})", {GROUP}},
+        {"a field no object has", R"({"0x08FE0003": 2, "0x88FE001E": [65539, 7]})", {GROUP}},
+        {"empty list", R"({"0x08FE0003": 2, "0x88FE001E": []})", {}},
+        {"start by a field not listed",
+         R"({"0x28FE001B": {"0x20010006": "if30"}, "0x88FE001E": [65539]})", {GROUP}},
+    };
+    for (const auto& c : cases) {
+        const lm::message reply = svc.handle(getAll(c.request, 3));
+        EXPECT_EQ(positionsOf(reply), range(2, 5)) << c.what;
+        EXPECT_EQ(reply.getU32(lm::key::START, NO_MORE), 5u) << c.what;
+        for (const lm::message& o : *reply.findMsgArray(lm::key::OBJECTS)) {
+            std::vector<uint32_t> want = {lm::key::OBJECT_ID, lm::key::POSITION};
+            want.insert(want.end(), c.keys.begin(), c.keys.end());
+            std::vector<uint32_t> got = o.keys();
+            std::sort(want.begin(), want.end());
+            std::sort(got.begin(), got.end());
+            EXPECT_EQ(got, want) << c.what << ": " << o;
+            if (o.hasString(NAME)) {
+                EXPECT_EQ(o.getString(NAME), "if" + std::to_string(o.getU32(lm::key::OBJECT_ID)));
+            }
+        }
     }
 }
 
