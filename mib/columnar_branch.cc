@@ -6,6 +6,8 @@
 #include "mib/packer.h"
 #include "mib/set_value_check.h"
 #include "mib/table.h"
+#include "platform/message.h"
+#include "request/binding_list.h"
 #include "request/context.h"
 
 namespace snmp {
@@ -27,10 +29,67 @@ Data* rowWithIndex(Table& table, VData* rows, const OID& index) {
 
 }  // namespace
 
+// What a fetch asks for: the column being answered and every column the request's bindings
+// will ask of this table (a Get's columns, where a GetNext or a GetBulk repeater stands),
+// so that one query serves them all, with their fields and the index's. Whole objects when
+// one of those columns has no fields of its own, or the table declared none.
+class ColumnarBranch::Planner : public FetchPlanner {
+public:
+    Planner(const ColumnarBranch& branch, const Context& c) : branch_(branch), c_(c) {}
+
+    void plan(unsigned column, FetchPlan& out) override {
+        out.whole = true;
+        out.columns.clear();
+        out.fields.clear();
+        if (!branch_.readsFields_ || !add(column, out)) return;
+        const OID& entry = branch_.oid;
+        if (const BindingList* list = c_.bindings) {
+            for (size_t i = 0; i < list->size(); ++i) {
+                const OID& name = (*list)[i].name;
+                if (!name.startsWith(entry)) continue;
+                const auto at = name.size() > entry.size() ? branch_.columns.lower_bound(name[entry.size()])
+                                                           : branch_.columns.begin();
+                if (at != branch_.columns.end() && !add(at->first, out)) return;
+            }
+        }
+        out.fields.insert(out.fields.end(), branch_.indexFields_.begin(), branch_.indexFields_.end());
+        std::sort(out.fields.begin(), out.fields.end());
+        out.fields.erase(std::unique(out.fields.begin(), out.fields.end()), out.fields.end());
+        out.whole = false;
+    }
+
+private:
+    // False when the column has no fields: the fetch must then take whole objects.
+    bool add(unsigned column, FetchPlan& out) const {
+        const auto fields = branch_.columnFields_.find(column);
+        if (fields == branch_.columnFields_.end()) return false;
+        const auto at = std::lower_bound(out.columns.begin(), out.columns.end(), column);
+        if (at != out.columns.end() && *at == column) return true;
+        out.columns.insert(at, column);
+        out.fields.insert(out.fields.end(), fields->second.begin(), fields->second.end());
+        return true;
+    }
+
+    const ColumnarBranch& branch_;
+    const Context& c_;
+};
+
 ColumnarBranch::~ColumnarBranch() = default;
+
+void ColumnarBranch::setColumnFields(unsigned column, std::vector<uint32_t> fields) {
+    for (uint32_t& f : fields) f = lm::fieldOf(f);
+    columnFields_[column] = std::move(fields);
+}
+
+void ColumnarBranch::setIndexFields(std::vector<uint32_t> fields) {
+    for (uint32_t& f : fields) f = lm::fieldOf(f);
+    indexFields_ = std::move(fields);
+    readsFields_ = true;
+}
 
 void ColumnarBranch::addLeaf(unsigned column, Packer* packer, bool writable) {
     columns[column] = packer;
+    columnFields_.erase(column);  // the new packer may read other fields
     if (writable) {
         readOnly_.erase(column);
     } else {
@@ -59,7 +118,8 @@ bool ColumnarBranch::get(Context& c) {
         return false;
     }
     const OID index = indexOf(c.suffix);
-    const Data* row = cache_.row(*table, index);
+    Planner planner(*this, c);
+    const Data* row = cache_.row(*table, index, column->first, planner);
     if (!row) return false;  // noSuchInstance
     return writeInstance(c, column->first, column->second, index, row);
 }
@@ -78,8 +138,10 @@ bool ColumnarBranch::getNext(Context& c) {
         }
     }
     OID index;
+    Planner planner(*this, c);
     for (; column != columns.end(); ++column, withinColumn = false) {
-        const Data* row = cache_.next(*table, after, !withinColumn, pageSize, &index);
+        const Data* row =
+            cache_.next(*table, after, !withinColumn, pageSize, column->first, planner, &index);
         if (row) return writeInstance(c, column->first, column->second, index, row);
         if (!withinColumn) return false;  // the table has no rows at all
     }
@@ -110,7 +172,8 @@ bool ColumnarBranch::validateSet(Context& c, Packer* packer, const OID& index) {
         c.errorStatus = s;
         return false;
     }
-    if (!cache_.row(*table, index)) {
+    Planner planner(*this, c);
+    if (!cache_.row(*table, index, c.setSuffix[0], planner)) {
         c.errorStatus = status::NO_CREATION;  // rows are the services' to create
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "mib/field_selection.h"
 #include "mib/table.h"
 #include "request/logs.h"
 
@@ -13,9 +14,23 @@ void RowCache::beginRequest(uint64_t serial) {
     pages_.clear();
 }
 
-RowCache::Page& RowCache::keep(VData* rows, Table& table) {
+bool RowCache::Page::answers(unsigned column) const {
+    return whole || std::binary_search(columns.begin(), columns.end(), column);
+}
+
+template <class Fetch>
+RowCache::Page& RowCache::fetchPage(Table& table, unsigned column, FetchPlanner& planner,
+                                    Fetch fetch) {
+    planner.plan(column, plan_);
+    VData* rows;
+    {
+        const FieldSelection selection(plan_.whole ? nullptr : &plan_.fields);
+        rows = fetch(table);
+    }
     Page& page = pages_.emplace_back();
     page.owner.reset(rows);
+    page.whole = plan_.whole;
+    if (!plan_.whole) page.columns = plan_.columns;
     if (rows) {
         for (const Data* d : rows->rows)
             if (d) page.rows.push_back({table.getKey(d), d});
@@ -25,13 +40,15 @@ RowCache::Page& RowCache::keep(VData* rows, Table& table) {
     return page;
 }
 
-const Data* RowCache::row(Table& table, const OID& index) {
-    for (const Page& page : pages_)
+const Data* RowCache::row(Table& table, const OID& index, unsigned column, FetchPlanner& planner) {
+    for (const Page& page : pages_) {
+        if (!page.answers(column)) continue;
         for (const Row& r : page.rows)
             if (r.index == index) return r.data;
+    }
     const Key key = table.createKey(index, true);
     if (key.bad || key.empty()) return nullptr;
-    const Page& page = keep(table.get(key), table);
+    const Page& page = fetchPage(table, column, planner, [&key](Table& t) { return t.get(key); });
     for (const Row& r : page.rows)
         if (r.index == index) return r.data;
     return nullptr;  // no such row, or the service answered another one
@@ -57,23 +74,25 @@ const Data* RowCache::successorIn(const Page& page, const OID& after, bool fromS
 }
 
 const Data* RowCache::next(Table& table, const OID& after, bool fromStart, unsigned pageSize,
-                           OID* index) {
+                           unsigned column, FetchPlanner& planner, OID* index) {
     bool known = false;
     for (const Page& page : pages_) {
+        if (!page.answers(column)) continue;
         const Data* d = successorIn(page, after, fromStart, index, &known);
         if (known) return d;
     }
-    VData* rows = nullptr;
-    if (fromStart) {
-        rows = table.getFirst(pageSize);
-    } else {
-        Key key = table.createKey(after, false);
+    Key key;
+    if (!fromStart) {
+        key = table.createKey(after, false);
         if (key.bad) return nullptr;
         if (!key.empty() && !key.relaxed) key.skipFirst = true;  // the named row is not wanted
-        rows = table.getNext(key, pageSize);
     }
-    const size_t fetched = rows ? rows->size() : 0;
-    Page& page = keep(rows, table);
+    size_t fetched = 0;
+    Page& page = fetchPage(table, column, planner, [&](Table& t) {
+        VData* rows = fromStart ? t.getFirst(pageSize) : t.getNext(key, pageSize);
+        fetched = rows ? rows->size() : 0;
+        return rows;
+    });
     page.range = true;
     page.fromStart = fromStart;
     page.from = after;

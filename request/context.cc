@@ -38,6 +38,7 @@ void Context::reuse(const unsigned char* data, unsigned len) {
     undoRecord.reset();
     replyLimit = MAX_REPLY_SIZE;
     serial = ++lastSerial;
+    bindings = nullptr;
 }
 
 bool Context::processSeqStart() {

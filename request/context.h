@@ -18,6 +18,7 @@ namespace snmp {
 
 class Item;
 class Data;
+class BindingList;
 
 // Bindings of one request that fall under one table, as (suffix below the prefix, slot).
 using Group = std::vector<std::pair<OID, int>>;
@@ -75,6 +76,9 @@ public:
     size_t replyLimit = MAX_REPLY_SIZE;
     // Different for every Context of the process: tables keep rows for one request only.
     uint64_t serial;
+    // The request's whole binding list (GetBulk repeaters under the names they reached), so
+    // that a table can fetch in one query what the other bindings will ask of it.
+    const BindingList* bindings = nullptr;
 
     static uint32_t v3counters[6];
 };
