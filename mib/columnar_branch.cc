@@ -19,6 +19,15 @@ OID indexOf(const OID& suffix) {
     return suffix.size() > 1 ? OID(&suffix.arcs()[1], &suffix.arcs()[0] + suffix.size()) : OID();
 }
 
+// The same into out, which keeps its capacity.
+void indexInto(const OID& suffix, OID& out) {
+    if (suffix.size() > 1) {
+        out.arcs().assign(suffix.arcs().begin() + 1, suffix.arcs().end());
+    } else {
+        out.clear();
+    }
+}
+
 // The row of rows whose index is exactly index, or null.
 Data* rowWithIndex(Table& table, VData* rows, const OID& index) {
     if (!rows) return nullptr;
@@ -97,14 +106,22 @@ void ColumnarBranch::addLeaf(unsigned column, Packer* packer, bool writable) {
     }
 }
 
+// The name is built in Context::answered and noted there with the value's tag, so that the
+// engine need not read the binding back.
 bool ColumnarBranch::writeInstance(Context& c, unsigned column, Packer* packer, const OID& index,
                                    const Data* row) {
-    scratch_ = oid;
-    scratch_ += column;
-    scratch_ += index;
+    OID& name = c.answered;
+    name = oid;
+    name += column;
+    name += index;
     c.out.startSeq(tag::SEQUENCE);
-    c.out.addOID(scratch_, tag::OBJECT_ID);
+    c.out.addOID(name, tag::OBJECT_ID);
+    const size_t valueAt = c.out.size();
     packer->pack(c, row);
+    if (c.out.size() > valueAt) {
+        c.answeredTag = c.out.data()[valueAt];
+        c.answeredNoted = true;
+    }
     c.out.endSeq();
     ++c.bindingIndex;
     return true;
@@ -128,21 +145,20 @@ bool ColumnarBranch::getNext(Context& c) {
     cache_.beginRequest(c.serial);
     const unsigned pageSize = std::max(c.maxRepetitions, 1u);
     auto column = columns.begin();
-    OID after;
+    after_.clear();
     bool withinColumn = false;
     if (!c.suffix.empty()) {
         column = columns.lower_bound(c.suffix[0]);
         if (column != columns.end() && column->first == c.suffix[0] && c.suffix.size() > 1) {
-            after = indexOf(c.suffix);
+            indexInto(c.suffix, after_);
             withinColumn = true;
         }
     }
-    OID index;
     Planner planner(*this, c);
     for (; column != columns.end(); ++column, withinColumn = false) {
         const Data* row =
-            cache_.next(*table, after, !withinColumn, pageSize, column->first, planner, &index);
-        if (row) return writeInstance(c, column->first, column->second, index, row);
+            cache_.next(*table, after_, !withinColumn, pageSize, column->first, planner, &index_);
+        if (row) return writeInstance(c, column->first, column->second, index_, row);
         if (!withinColumn) return false;  // the table has no rows at all
     }
     return false;

@@ -53,7 +53,8 @@ private:
 
     std::set<unsigned> readOnly_;
     RowCache cache_;
-    OID scratch_;  // the answered name, kept to reuse its capacity
+    OID after_;    // per call, kept to reuse their capacity: the index a walk goes on after,
+    OID index_;    // the index of the row answered
     std::map<unsigned, std::vector<uint32_t>> columnFields_;
     std::vector<uint32_t> indexFields_;
     bool readsFields_ = false;  // setIndexFields was called

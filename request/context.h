@@ -69,6 +69,10 @@ public:
     uint8_t missing = tag::NO_SUCH_INSTANCE;
     // The full name a GetNext step answered (the next GetBulk repetition starts after it).
     OID answered;
+    // Set by a branch that put the name it wrote into answered and its value's tag into
+    // answeredTag, sparing the engine the read-back of the binding; cleared before each step.
+    bool answeredNoted = false;
+    uint8_t answeredTag = 0;
     // The pass of a Set, and the record a commit replaced, handed back for an undo.
     SetPhase setPhase = SetPhase::commit;
     std::unique_ptr<Data> undoRecord;
