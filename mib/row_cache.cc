@@ -32,11 +32,14 @@ RowCache::Page& RowCache::fetchPage(Table& table, unsigned column, FetchPlanner&
     page.whole = plan_.whole;
     if (!plan_.whole) page.columns = plan_.columns;
     if (rows) {
+        page.rows.reserve(rows->size());
         for (const Data* d : rows->rows)
             if (d) page.rows.push_back({table.getKey(d), d});
     }
-    std::stable_sort(page.rows.begin(), page.rows.end(),
-                     [](const Row& a, const Row& b) { return a.index < b.index; });
+    // Services send their pages in order; a sort is for those that do not.
+    const auto byIndex = [](const Row& a, const Row& b) { return a.index < b.index; };
+    if (!std::is_sorted(page.rows.begin(), page.rows.end(), byIndex))
+        std::stable_sort(page.rows.begin(), page.rows.end(), byIndex);
     return page;
 }
 
@@ -61,10 +64,20 @@ const Data* RowCache::successorIn(const Page& page, const OID& after, bool fromS
     *known = false;
     if (!page.range) return nullptr;
     if (!page.fromStart && (fromStart || after < page.from)) return nullptr;
-    auto it = fromStart ? page.rows.begin()
-                        : std::upper_bound(page.rows.begin(), page.rows.end(), after,
-                                           [](const OID& a, const Row& r) { return a < r.index; });
+    auto it = page.rows.begin();
+    if (!fromStart) {
+        // A walk asks for the row after the one it was given last: tried before a search.
+        const size_t last = page.last;
+        if (last + 1 < page.rows.size() && page.rows[last].index == after &&
+            after < page.rows[last + 1].index) {
+            it += static_cast<std::ptrdiff_t>(last + 1);
+        } else {
+            it = std::upper_bound(page.rows.begin(), page.rows.end(), after,
+                                  [](const OID& a, const Row& r) { return a < r.index; });
+        }
+    }
     if (it != page.rows.end()) {
+        page.last = static_cast<size_t>(it - page.rows.begin());
         *known = true;
         *index = it->index;
         return it->data;

@@ -65,6 +65,7 @@ private:
         std::vector<unsigned> columns;  // else the columns it answers, ascending
         std::vector<Row> rows;   // sorted by index
         std::unique_ptr<VData> owner;
+        mutable size_t last = 0;  // the row a walk was last given from this page
 
         bool answers(unsigned column) const;
     };
