@@ -170,16 +170,13 @@ std::vector<uint32_t> message::keys() const {
 }
 
 void message::copyFieldsTo(const std::vector<uint32_t>& fieldNumbers, message& out) const {
-    out.fields_.reserve(out.fields_.size() + fieldNumbers.size());
     for (const auto& f : fields_) {
         const uint32_t field = fieldOf(f.key);
-        const bool wanted = std::any_of(fieldNumbers.begin(), fieldNumbers.end(),
-                                        [field](uint32_t w) { return fieldOf(w) == field; });
-        if (!wanted) continue;
-        if (Field* held = out.find(f.key)) {
-            held->value = f.value;
-        } else {
-            out.fields_.push_back(f);
+        for (uint32_t wanted : fieldNumbers) {
+            if (fieldOf(wanted) == field) {
+                out.slot(f.key).value = f.value;
+                break;
+            }
         }
     }
 }
