@@ -56,12 +56,14 @@ public:
             for (size_t i = 0; i < list->size(); ++i) {
                 const OID& name = (*list)[i].name;
                 if (!name.startsWith(entry)) continue;
-                const auto at = name.size() > entry.size() ? branch_.columns.lower_bound(name[entry.size()])
-                                                           : branch_.columns.begin();
+                const auto at = name.size() > entry.size()
+                                    ? branch_.columns.lower_bound(name[entry.size()])
+                                    : branch_.columns.begin();
                 if (at != branch_.columns.end() && !add(at->first, out)) return;
             }
         }
-        out.fields.insert(out.fields.end(), branch_.indexFields_.begin(), branch_.indexFields_.end());
+        out.fields.insert(out.fields.end(), branch_.indexFields_.begin(),
+                          branch_.indexFields_.end());
         std::sort(out.fields.begin(), out.fields.end());
         out.fields.erase(std::unique(out.fields.begin(), out.fields.end()), out.fields.end());
         out.whole = false;

@@ -53,8 +53,8 @@ private:
 
     std::set<unsigned> readOnly_;
     RowCache cache_;
-    OID after_;    // per call, kept to reuse their capacity: the index a walk goes on after,
-    OID index_;    // the index of the row answered
+    OID after_;  // per call, kept to reuse their capacity: the index a walk goes on after,
+    OID index_;  // the index of the row answered
     std::map<unsigned, std::vector<uint32_t>> columnFields_;
     std::vector<uint32_t> indexFields_;
     bool readsFields_ = false;  // setIndexFields was called

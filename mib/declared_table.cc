@@ -38,7 +38,8 @@ class MessageField : public Family, public ReadsField {
 public:
     using Value = typename Family::Value;
     template <class... FamilyArgs>
-    explicit MessageField(uint32_t field, FamilyArgs... args) : Family(args...), ReadsField(field) {}
+    explicit MessageField(uint32_t field, FamilyArgs... args)
+        : Family(args...), ReadsField(field) {}
     Value get(const Data* d) const override;
     void set(Data* d, const Value& v) override;
 };

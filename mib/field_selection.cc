@@ -10,8 +10,12 @@ FieldSelection::FieldSelection(const std::vector<uint32_t>* fields) : previous_(
     currentFields = fields;
 }
 
-FieldSelection::~FieldSelection() { currentFields = previous_; }
+FieldSelection::~FieldSelection() {
+    currentFields = previous_;
+}
 
-const std::vector<uint32_t>* FieldSelection::current() { return currentFields; }
+const std::vector<uint32_t>* FieldSelection::current() {
+    return currentFields;
+}
 
 }  // namespace snmp

@@ -51,9 +51,12 @@ public:
         if (req.hasU32(lm::key::START)) {
             pos = req.getU32(lm::key::START);
         } else if (req.hasU32(lm::key::OBJECT_ID)) {
-            while (pos < objects.size() && objects[pos].getU32(lm::key::OBJECT_ID) < req.getU32(lm::key::OBJECT_ID)) ++pos;
+            while (pos < objects.size() &&
+                   objects[pos].getU32(lm::key::OBJECT_ID) < req.getU32(lm::key::OBJECT_ID))
+                ++pos;
         }
-        const std::vector<uint32_t>* fields = ignoreFields ? nullptr : req.findU32Array(lm::key::FIELDS);
+        const std::vector<uint32_t>* fields =
+            ignoreFields ? nullptr : req.findU32Array(lm::key::FIELDS);
         lm::message reply;
         for (size_t n = 0; pos < objects.size() && n < req.getU32(lm::key::WANT); ++pos, ++n) {
             lm::message o;
@@ -105,10 +108,18 @@ void declareOnce() {
     snmp::declareTable(spec);
 }
 
-std::string cell(unsigned column, unsigned id) { return entry + "." + std::to_string(column) + "." + std::to_string(id); }
-Bytes nameOf(unsigned id) { return vb(cell(2, id), octets("n" + std::to_string(id))); }
-Bytes valueOf(unsigned id) { return vb(cell(3, id), integer(id * 10, GAUGE)); }
-Bytes otherOf(unsigned id) { return vb(cell(4, id), octets("o" + std::to_string(id))); }
+std::string cell(unsigned column, unsigned id) {
+    return entry + "." + std::to_string(column) + "." + std::to_string(id);
+}
+Bytes nameOf(unsigned id) {
+    return vb(cell(2, id), octets("n" + std::to_string(id)));
+}
+Bytes valueOf(unsigned id) {
+    return vb(cell(3, id), integer(id * 10, GAUGE));
+}
+Bytes otherOf(unsigned id) {
+    return vb(cell(4, id), octets("o" + std::to_string(id)));
+}
 
 const uint32_t ID_FIELD = lm::fieldOf(lm::key::OBJECT_ID);
 const uint32_t NO_LIST = 0xFFFFFFFF;
@@ -140,10 +151,12 @@ protected:
 
 TEST_F(DeclaredTableTest, AQueryAsksForTheFieldsOfTheColumnsTheRequestReads) {
     // Down one column: its field and the id.
-    EXPECT_BYTES(expect({nameOf(1), nameOf(2), nameOf(5)}), reply(GETBULK, {vb(entry + ".2", null())}, 0, 3));
+    EXPECT_BYTES(expect({nameOf(1), nameOf(2), nameOf(5)}),
+                 reply(GETBULK, {vb(entry + ".2", null())}, 0, 3));
     // Several columns of one row: one query for all their fields.
-    EXPECT_BYTES(expect({nameOf(5), valueOf(5), otherOf(5)}),
-                 reply(GET, {vb(cell(2, 5), null()), vb(cell(3, 5), null()), vb(cell(4, 5), null())}));
+    EXPECT_BYTES(
+        expect({nameOf(5), valueOf(5), otherOf(5)}),
+        reply(GET, {vb(cell(2, 5), null()), vb(cell(3, 5), null()), vb(cell(4, 5), null())}));
     // Repeaters in two columns: one page for both.
     EXPECT_BYTES(expect({valueOf(2), otherOf(2), valueOf(5), otherOf(5)}),
                  reply(GETBULK, {vb(cell(3, 1), null()), vb(cell(4, 1), null())}, 0, 2));
@@ -171,7 +184,8 @@ TEST_F(DeclaredTableTest, ARowFetchedForOneColumnNeverAnswersAnother) {
 
 TEST_F(DeclaredTableTest, AColumnNotReadFromAFieldAsksForWholeObjects) {
     const Bytes constant = vb(cell(5, 9), integer(CONSTANT));
-    EXPECT_BYTES(expect({nameOf(9), constant}), reply(GET, {vb(cell(2, 9), null()), vb(cell(5, 9), null())}));
+    EXPECT_BYTES(expect({nameOf(9), constant}),
+                 reply(GET, {vb(cell(2, 9), null()), vb(cell(5, 9), null())}));
     EXPECT_EQ(service_->fieldLists(), (std::vector<std::vector<uint32_t>>{{NO_LIST}}));
 }
 

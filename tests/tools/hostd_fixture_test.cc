@@ -226,7 +226,8 @@ TEST(FixtureService, FieldListCutsTheObjects) {
         {"a field no object has", R"({"0x08FE0003": 2, "0x88FE001E": [65539, 7]})", {GROUP}},
         {"empty list", R"({"0x08FE0003": 2, "0x88FE001E": []})", {}},
         {"start by a field not listed",
-         R"({"0x28FE001B": {"0x20010006": "if30"}, "0x88FE001E": [65539]})", {GROUP}},
+         R"({"0x28FE001B": {"0x20010006": "if30"}, "0x88FE001E": [65539]})",
+         {GROUP}},
     };
     for (const auto& c : cases) {
         const lm::message reply = svc.handle(getAll(c.request, 3));
