@@ -8,6 +8,27 @@
 
 namespace snmp {
 
+namespace {
+
+// OID order over arcs: unsigned arc by arc, a prefix before its extensions.
+int compareArcs(const unsigned int* a, size_t na, const unsigned int* b, size_t nb) {
+    const size_t n = std::min(na, nb);
+    for (size_t i = 0; i < n; ++i)
+        if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+    if (na == nb) return 0;
+    return na < nb ? -1 : 1;
+}
+
+}  // namespace
+
+int RowCache::Page::compare(const Row& row, const OID& index) const {
+    return compareArcs(arcs.data() + row.at, row.length, index.data(), index.size());
+}
+
+bool RowCache::Page::less(const Row& a, const Row& b) const {
+    return compareArcs(arcs.data() + a.at, a.length, arcs.data() + b.at, b.length) < 0;
+}
+
 void RowCache::beginRequest(uint64_t serial) {
     if (serial == serial_) return;
     serial_ = serial;
@@ -33,11 +54,17 @@ RowCache::Page& RowCache::fetchPage(Table& table, unsigned column, FetchPlanner&
     if (!plan_.whole) page.columns = plan_.columns;
     if (rows) {
         page.rows.reserve(rows->size());
-        for (const Data* d : rows->rows)
-            if (d) page.rows.push_back({table.getKey(d), d});
+        page.arcs.reserve(rows->size());  // one arc a row for the usual index
+        for (const Data* d : rows->rows) {
+            if (!d) continue;
+            const OID index = table.getKey(d);
+            page.rows.push_back({static_cast<uint32_t>(page.arcs.size()),
+                                 static_cast<uint32_t>(index.size()), d});
+            page.arcs.insert(page.arcs.end(), index.begin(), index.end());
+        }
     }
     // Services send their pages in order; a sort is for those that do not.
-    const auto byIndex = [](const Row& a, const Row& b) { return a.index < b.index; };
+    const auto byIndex = [&page](const Row& a, const Row& b) { return page.less(a, b); };
     if (!std::is_sorted(page.rows.begin(), page.rows.end(), byIndex))
         std::stable_sort(page.rows.begin(), page.rows.end(), byIndex);
     return page;
@@ -47,13 +74,13 @@ const Data* RowCache::row(Table& table, const OID& index, unsigned column, Fetch
     for (const Page& page : pages_) {
         if (!page.answers(column)) continue;
         for (const Row& r : page.rows)
-            if (r.index == index) return r.data;
+            if (page.compare(r, index) == 0) return r.data;
     }
     const Key key = table.createKey(index, true);
     if (key.bad || key.empty()) return nullptr;
     const Page& page = fetchPage(table, column, planner, [&key](Table& t) { return t.get(key); });
     for (const Row& r : page.rows)
-        if (r.index == index) return r.data;
+        if (page.compare(r, index) == 0) return r.data;
     return nullptr;  // no such row, or the service answered another one
 }
 
@@ -68,18 +95,20 @@ const Data* RowCache::successorIn(const Page& page, const OID& after, bool fromS
     if (!fromStart) {
         // A walk asks for the row after the one it was given last: tried before a search.
         const size_t last = page.last;
-        if (last + 1 < page.rows.size() && page.rows[last].index == after &&
-            after < page.rows[last + 1].index) {
+        if (last + 1 < page.rows.size() && page.compare(page.rows[last], after) == 0 &&
+            page.compare(page.rows[last + 1], after) > 0) {
             it += static_cast<std::ptrdiff_t>(last + 1);
         } else {
-            it = std::upper_bound(page.rows.begin(), page.rows.end(), after,
-                                  [](const OID& a, const Row& r) { return a < r.index; });
+            it = std::upper_bound(
+                page.rows.begin(), page.rows.end(), after,
+                [&page](const OID& a, const Row& r) { return page.compare(r, a) > 0; });
         }
     }
     if (it != page.rows.end()) {
         page.last = static_cast<size_t>(it - page.rows.begin());
         *known = true;
-        *index = it->index;
+        const auto first = page.arcs.begin() + it->at;
+        index->arcs().assign(first, first + it->length);
         return it->data;
     }
     *known = page.complete;
@@ -111,9 +140,9 @@ const Data* RowCache::next(Table& table, const OID& after, bool fromStart, unsig
     page.from = after;
     // Rows at or before the name asked are the service's mistake: never answered.
     if (!fromStart) {
-        const auto firstAfter =
-            std::upper_bound(page.rows.begin(), page.rows.end(), after,
-                             [](const OID& a, const Row& r) { return a < r.index; });
+        const auto firstAfter = std::upper_bound(
+            page.rows.begin(), page.rows.end(), after,
+            [&page](const OID& a, const Row& r) { return page.compare(r, a) > 0; });
         if (firstAfter != page.rows.begin()) {
             LLOG(dlog) << "table: " << (firstAfter - page.rows.begin())
                        << " row(s) at or before the name asked" << std::endl;

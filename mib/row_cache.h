@@ -52,8 +52,11 @@ public:
                      unsigned column, FetchPlanner& planner, OID* index);
 
 private:
+    // A row's index lives in its page's arcs, not in an OID of its own: one block less per
+    // row to allocate and free.
     struct Row {
-        OID index;
+        uint32_t at;      // the index's first arc in Page::arcs
+        uint32_t length;  // its number of arcs
         const Data* data;
     };
     struct Page {
@@ -63,11 +66,15 @@ private:
         bool complete = false;   // nothing follows the last row
         bool whole = true;       // every field: answers every column
         std::vector<unsigned> columns;  // else the columns it answers, ascending
+        std::vector<unsigned int> arcs;  // the rows' indexes
         std::vector<Row> rows;   // sorted by index
         std::unique_ptr<VData> owner;
         mutable size_t last = 0;  // the row a walk was last given from this page
 
         bool answers(unsigned column) const;
+        // Negative, zero or positive as the row's index sorts before, with or after index.
+        int compare(const Row& row, const OID& index) const;
+        bool less(const Row& a, const Row& b) const;
     };
 
     // Asks the table within the plan's field selection; fetch(table) returns the rows.
