@@ -374,17 +374,20 @@ TEST_F(ControlHandler, PagingSwitch) {
 
 TEST_F(ControlHandler, RequestCounters) {
     call(0, lm::cmd::GET_ALL);
+    call(0, lm::cmd::GET_ALL, R"({"0x88FE001E": [65539]})");
     call(0, lm::cmd::COUNT);
     call(0, lm::cmd::GET, R"({"0x08FE0001": 999})");  // an error reply is an answer too
     call(OTHER, lm::cmd::GET, R"({"0x08FE0001": 10})");
     call(hostd::CONTROL_HANDLER, hostd::ctl::SET_ERROR, R"({"0x08990001": 3, "0x08990002": 65030})");
     call(OTHER, lm::cmd::COUNT);  // answered by the error switch
-    EXPECT_EQ(requests(0), 3u);
+    EXPECT_EQ(requests(0), 4u);
+    EXPECT_EQ(status(0).getU32(hostd::ctlkey::FIELD_LISTS), 1u);  // the get-all with a list
     EXPECT_EQ(requests(OTHER), 2u);
 
     const lm::message reset = call(hostd::CONTROL_HANDLER, hostd::ctl::RESET_COUNTS, R"({"0x08990001": 0})");
     EXPECT_FALSE(lm::isError(reset));
     EXPECT_EQ(requests(0), 0u);
+    EXPECT_EQ(status(0).getU32(hostd::ctlkey::FIELD_LISTS), 0u);
     EXPECT_EQ(requests(OTHER), 2u);
     EXPECT_FALSE(lm::isError(call(hostd::CONTROL_HANDLER, hostd::ctl::RESET_COUNTS)));
     EXPECT_EQ(requests(OTHER), 0u);
