@@ -5,8 +5,10 @@
 // the repetitions of a GetBulk, cost one bus query per page of rows.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <set>
+#include <vector>
 
 #include "mib/branch.h"
 #include "mib/row_cache.h"
@@ -27,8 +29,15 @@ public:
     ~ColumnarBranch() override;
 
     // Inserts a column or replaces its packer. A read-only column answers Set with
-    // notWritable before anything is written.
+    // notWritable before anything is written. A replaced column forgets its fields.
     void addLeaf(unsigned column, Packer* packer, bool writable = true);
+
+    // For tables whose rows are the service's objects read field by field (declareTable):
+    // the bus fields a column's value is read from, and those the row's index is read
+    // from. Once the index's are set, a query for rows whose columns all have theirs asks
+    // the service for those fields alone; a column without them asks for whole objects.
+    void setColumnFields(unsigned column, std::vector<uint32_t> fields);
+    void setIndexFields(std::vector<uint32_t> fields);
 
     std::map<unsigned, Packer*> columns;
     Table* table;
@@ -40,9 +49,15 @@ private:
     bool commitSet(Context& c, Packer* packer, const OID& index);
     bool undoSet(Context& c, const OID& index);
 
+    class Planner;
+
     std::set<unsigned> readOnly_;
     RowCache cache_;
-    OID scratch_;  // the answered name, kept to reuse its capacity
+    OID after_;  // per call, kept to reuse their capacity: the index a walk goes on after,
+    OID index_;  // the index of the row answered
+    std::map<unsigned, std::vector<uint32_t>> columnFields_;
+    std::vector<uint32_t> indexFields_;
+    bool readsFields_ = false;  // setIndexFields was called
 };
 
 }  // namespace snmp

@@ -21,18 +21,37 @@ Data* rowOf(lm::message& object, VData&) {
     return row;
 }
 
+// The bus field a column packer of this file reads, so that a declared table can ask the
+// service for the fields of its columns only.
+class ReadsField {
+public:
+    explicit ReadsField(uint32_t field) : field_(field) {}
+    uint32_t field() const { return field_; }
+
+protected:
+    ~ReadsField() = default;
+    uint32_t field_;
+};
+
 template <class Family>
-class MessageField : public Family {
+class MessageField : public Family, public ReadsField {
 public:
     using Value = typename Family::Value;
     template <class... FamilyArgs>
-    explicit MessageField(uint32_t field, FamilyArgs... args) : Family(args...), field_(field) {}
+    explicit MessageField(uint32_t field, FamilyArgs... args)
+        : Family(args...), ReadsField(field) {}
     Value get(const Data* d) const override;
     void set(Data* d, const Value& v) override;
-
-private:
-    uint32_t field_;
 };
+
+// The field a packer reads, when it is one of this file's; false for any other packer,
+// whose needs are unknown.
+bool fieldOfPacker(const Packer* packer, uint32_t& field) {
+    const auto* reads = dynamic_cast<const ReadsField*>(packer);
+    if (!reads) return false;
+    field = reads->field();
+    return true;
+}
 
 }  // namespace
 
@@ -80,8 +99,22 @@ ColumnarBranch* declareTable(const TableSpec& spec) {
         for (const auto& [packer, key] : spec.indexes) table->addIndex(packer, key);
     }
     ColumnarBranch* branch = addColumnarBranch(spec.entry, table);
-    for (const TableSpec::Column& c : spec.columns)
+    // Rows are the objects as they arrive (rowOf), so a query needs no more than the fields
+    // its columns and the index read; an index packer of another kind reads unknown fields.
+    std::vector<uint32_t> indexFields;
+    bool indexKnown = true;
+    for (const auto& [packer, key] : table->indexes) {
+        uint32_t field = 0;
+        indexKnown = indexKnown && fieldOfPacker(packer, field);
+        indexFields.push_back(field);
+        indexFields.push_back(key);
+    }
+    if (indexKnown) branch->setIndexFields(std::move(indexFields));
+    for (const TableSpec::Column& c : spec.columns) {
         branch->addLeaf(c.number, c.packer, c.access == ReadWrite);
+        uint32_t field = 0;
+        if (fieldOfPacker(c.packer, field)) branch->setColumnFields(c.number, {field});
+    }
     return branch;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "mib/field_selection.h"
 #include "mib/service_query.h"
 #include "mib/table.h"
 #include "platform/bus.h"
@@ -129,6 +130,7 @@ VData* GetAllProvider::getData(const Key& key, const MapTable* table, Source& sr
     unsigned added = 0;
     Key work = key;
     uint32_t lastContinuation = Key::UNSET;
+    const std::vector<uint32_t>* fields = FieldSelection::current();
     // Every pass that goes on has taken at least one row, so a walk needs at most want
     // passes; the bound holds off a service that keeps answering without progress.
     for (unsigned pass = 0; pass <= want && added < want; ++pass) {
@@ -140,6 +142,7 @@ VData* GetAllProvider::getData(const Key& key, const MapTable* table, Source& sr
         // service sends back first.
         const bool startRowComes = pass == 0 && key.skipFirst;
         req.setU32(lm::key::WANT, want - added + (startRowComes ? 1 : 0));
+        if (fields) req.setU32Array(lm::key::FIELDS, *fields);
         placeStart(work, *table, req);
         lm::message reply = queryService(src.path, req);
         if (lm::isError(reply)) {

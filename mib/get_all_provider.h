@@ -3,7 +3,8 @@
 // a walk started by position (taken from an earlier reply) or by object id, the start
 // object included so that the provider can check it is the row it named before skipping
 // it. GetAllMultiProvider joins several lists (bus services or lists computed in the agent)
-// into one table, in the order of their masks.
+// into one table, in the order of their masks. Within a FieldSelection (mib/field_selection.h)
+// every get-all carries the selection as its field list.
 #pragma once
 
 #include <cstdint>

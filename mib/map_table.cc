@@ -55,6 +55,7 @@ void MapTable::addKeyToMessage(const Data* row, lm::message& m) const {
 }
 
 OID MapTable::getKey(const Data* row) const {
+    if (indexes.size() == 1) return indexes[0].first->getAsKey(row);  // no copy to join
     OID key;
     for (const auto& index : indexes) key += index.first->getAsKey(row);
     return key;

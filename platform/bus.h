@@ -48,6 +48,7 @@ constexpr uint32_t FLAGS = 0x08FE000C;
 constexpr uint32_t COUNT = 0x08FE0014;
 constexpr uint32_t NESTED_KEY = 0x28FE001B;
 constexpr uint32_t DEFAULTS = 0x28FE001D;
+constexpr uint32_t FIELDS = 0x88FE001E;  // get-all: the caller's field list (field numbers)
 }  // namespace key
 
 namespace err {

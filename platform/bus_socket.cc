@@ -183,6 +183,10 @@ int SocketBus::readAvailable(const ConnPtr& c) {
         if (n > 0) {
             c->in.commit(size_t(n));
             total += size_t(n);
+            // A read that left room took everything there was: asking again would only
+            // hear EAGAIN, one system call per message. Poll and epoll are level-triggered,
+            // so bytes that arrive later are seen there.
+            if (size_t(n) < room) break;
             continue;
         }
         if (n == 0) return -1;

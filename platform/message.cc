@@ -169,6 +169,18 @@ std::vector<uint32_t> message::keys() const {
     return out;
 }
 
+void message::copyFieldsTo(const std::vector<uint32_t>& fieldNumbers, message& out) const {
+    for (const auto& f : fields_) {
+        const uint32_t field = fieldOf(f.key);
+        for (uint32_t wanted : fieldNumbers) {
+            if (fieldOf(wanted) == field) {
+                out.slot(f.key).value = f.value;
+                break;
+            }
+        }
+    }
+}
+
 bool message::operator==(const message& other) const {
     if (fields_.size() != other.fields_.size()) return false;
     // Keys are unique within a message, so "same size and every field found equal" is

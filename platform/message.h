@@ -102,6 +102,9 @@ public:
     bool empty() const;
     void clear();
     std::vector<uint32_t> keys() const;  // full typed keys, insertion order
+    // Copies into out the fields whose field number (type bits ignored) is in fieldNumbers,
+    // replacing what out holds under the same typed keys.
+    void copyFieldsTo(const std::vector<uint32_t>& fieldNumbers, message& out) const;
 
     bool operator==(const message& other) const;
     bool operator!=(const message& other) const { return !(*this == other); }

@@ -24,6 +24,7 @@ public:
 
     size_t size() const { return count_; }
     RequestBinding& operator[](size_t i) { return items_[i]; }
+    const RequestBinding& operator[](size_t i) const { return items_[i]; }
 
     // The list's contents as received, for the replies that echo the request.
     const unsigned char* raw() const { return raw_; }

@@ -34,10 +34,13 @@ void Context::reuse(const unsigned char* data, unsigned len) {
     version = 0;
     missing = tag::NO_SUCH_INSTANCE;
     answered.clear();
+    answeredNoted = false;
+    answeredTag = 0;
     setPhase = SetPhase::commit;
     undoRecord.reset();
     replyLimit = MAX_REPLY_SIZE;
     serial = ++lastSerial;
+    bindings = nullptr;
 }
 
 bool Context::processSeqStart() {

@@ -18,6 +18,7 @@ namespace snmp {
 
 class Item;
 class Data;
+class BindingList;
 
 // Bindings of one request that fall under one table, as (suffix below the prefix, slot).
 using Group = std::vector<std::pair<OID, int>>;
@@ -68,6 +69,10 @@ public:
     uint8_t missing = tag::NO_SUCH_INSTANCE;
     // The full name a GetNext step answered (the next GetBulk repetition starts after it).
     OID answered;
+    // Set by a branch that put the name it wrote into answered and its value's tag into
+    // answeredTag, sparing the engine the read-back of the binding; cleared before each step.
+    bool answeredNoted = false;
+    uint8_t answeredTag = 0;
     // The pass of a Set, and the record a commit replaced, handed back for an undo.
     SetPhase setPhase = SetPhase::commit;
     std::unique_ptr<Data> undoRecord;
@@ -75,6 +80,9 @@ public:
     size_t replyLimit = MAX_REPLY_SIZE;
     // Different for every Context of the process: tables keep rows for one request only.
     uint64_t serial;
+    // The request's whole binding list (GetBulk repeaters under the names they reached), so
+    // that a table can fetch in one query what the other bindings will ask of it.
+    const BindingList* bindings = nullptr;
 
     static uint32_t v3counters[6];
 };

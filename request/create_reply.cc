@@ -151,6 +151,7 @@ bool createReply(Context& c, lm::IPAddr6& source) {
     }
     const size_t listMark = c.out.size();
     c.out.startSeq(tag::SEQUENCE);
+    c.bindings = list;
 
     Outcome result;
     if (!access && list->size() != 0) {

@@ -24,15 +24,17 @@ uint32_t askBranch(Context& c, BranchMap::iterator it, const OID& after, bool co
                    bool* stepOver) {
     c.branchOid = it->first;
     if (covering) {
-        c.suffix = after;
-        c.suffix.dropFront(it->first.size());
+        c.suffix.arcs().assign(after.arcs().begin() + static_cast<std::ptrdiff_t>(it->first.size()),
+                               after.arcs().end());
     } else {
         c.suffix.clear();
     }
     const size_t mark = c.out.size();
+    c.answeredNoted = false;
     if (!it->second->getNext(c)) return c.errorStatus != 0 ? c.errorStatus : status::NO_SUCH_NAME;
-    uint8_t valueTag = 0;
-    if (!readAnswered(c.out, mark, &c.answered, &valueTag) || !(after < c.answered)) {
+    uint8_t valueTag = c.answeredTag;
+    const bool read = c.answeredNoted || readAnswered(c.out, mark, &c.answered, &valueTag);
+    if (!read || !(after < c.answered)) {
         // A node that answers out of order would send walkers in circles: ignore it.
         LLOG(dlog) << "getnext: " << it->first << " answered out of order" << std::endl;
         c.out.truncate(mark);
@@ -71,15 +73,28 @@ uint32_t snmpGetNextGetBulk(Context& c) {
     // The name to follow; a copy would cost an allocation per binding, so an SNMPv1 step over
     // a Counter64 moves requestName itself (v1 never answers with that name).
     const OID& after = c.requestName;
+    // The branch that covered the last name asked mostly covers the next one as well (a
+    // GetBulk walks on inside a table): it is the one before upper_bound(after) when after
+    // lies within it and before the next branch, which spares the search. Registration
+    // only inserts, so the iterator stays valid.
+    static BranchMap::iterator lastCovering = map.end();
     for (;;) {
         // The branch covering `after` is asked for what follows inside it; every later
         // branch for its first instance.
-        auto it = map.upper_bound(after);
+        BranchMap::iterator it;
         bool covering = false;
-        if (it != map.begin() && std::prev(it)->second != nullptr &&
-            after.startsWith(std::prev(it)->first)) {
-            --it;
+        if (lastCovering != map.end() && after.startsWith(lastCovering->first) &&
+            (std::next(lastCovering) == map.end() || after < std::next(lastCovering)->first)) {
+            it = lastCovering;
             covering = true;
+        } else {
+            it = map.upper_bound(after);
+            if (it != map.begin() && std::prev(it)->second != nullptr &&
+                after.startsWith(std::prev(it)->first)) {
+                --it;
+                covering = true;
+                lastCovering = it;
+            }
         }
         bool stepOver = false;
         for (it = skipNull(it, map); it != map.end(); it = skipNull(++it, map), covering = false) {

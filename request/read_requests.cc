@@ -28,9 +28,9 @@ void writeException(Context& c, const OID& name, uint8_t exception) {
 
 bool fits(const Context& c) { return c.out.closedSize() <= c.replyLimit; }
 
+// A GetNext step sets the suffix for each branch it asks; a Get starts from the name.
 void prepare(Context& c, const OID& name, uint32_t index) {
     c.requestName = name;
-    c.suffix = name;
     c.errorStatus = 0;
     c.bindingIndex = index;
 }
@@ -52,6 +52,7 @@ uint32_t nextOrEnd(Context& c, bool* ended) {
 Outcome answerGet(Context& c, BindingList& list) {
     for (size_t i = 0; i < list.size(); ++i) {
         prepare(c, list[i].name, static_cast<uint32_t>(i + 1));
+        c.suffix = list[i].name;
         const size_t mark = c.out.size();
         uint32_t r = snmpGet(c);
         if (r == status::NO_ERROR && c.version == version::V1) {

@@ -32,6 +32,9 @@ inline size_t intContents(int64_t v, unsigned char* out) {
     return n;
 }
 
+// Names up to this many arcs are encoded on the stack first (SNMP allows 128).
+constexpr size_t STACK_ENCODED_ARCS = 128;
+
 // Octets of one sub-identifier in base 128 (up to 5 for the 33 bits of 2.x).
 inline size_t subidOctets(uint64_t v) {
     size_t n = 1;
@@ -135,7 +138,23 @@ void OutStream::addOID(const OID& oid, unsigned char tag) {
         return;
     }
     const uint64_t first = uint64_t{oid[0]} * ROOT_ARC_SPAN + oid[1];
-    // Encoded straight into the message: size the contents first, then fill them in.
+    // Names of usual length are encoded in one pass on the stack (an arc takes at most 5
+    // octets, the first 10) and appended; arcs below 128, nearly all, are one octet.
+    if (oid.size() <= STACK_ENCODED_ARCS) {
+        unsigned char encoded[10 + 5 * STACK_ENCODED_ARCS];
+        unsigned char* out = putSubid(first, encoded);
+        for (size_t i = 2; i < oid.size(); ++i) {
+            const unsigned int arc = oid[i];
+            if (arc <= SUBID_BITS) {
+                *out++ = static_cast<unsigned char>(arc);
+            } else {
+                out = putSubid(arc, out);
+            }
+        }
+        add(encoded, static_cast<unsigned int>(out - encoded), tag);
+        return;
+    }
+    // Longer ones straight into the message: size the contents first, then fill them in.
     size_t len = subidOctets(first);
     for (size_t i = 2; i < oid.size(); ++i) len += subidOctets(oid[i]);
     buf_.push_back(tag);

@@ -73,6 +73,13 @@ import json, sys
 for s in json.load(sys.stdin)["0xA8FE0002"]:
     if s["0x08990001"] == int(sys.argv[1]): print(s["0x08990009"])' "$1"
 }
+# field_lists HANDLER: of those, the get-alls that carried a field list.
+field_lists() {
+  ctl --json call $PROGRAM/99 get | python3 -c '
+import json, sys
+for s in json.load(sys.stdin)["0xA8FE0002"]:
+    if s["0x08990001"] == int(sys.argv[1]): print(s["0x0899000A"])' "$1"
+}
 
 tool() { local t=$1; shift; snmp "$t" -v2c -c public "$(target)" "$@"; }
 

@@ -43,6 +43,10 @@ expect_check "GetBulk of 50 rows of three columns" \
 n=$(requests 1)
 if [ "$n" -le 3 ]; then pass "the GetBulk cost $n queries (at most 3)"; else
   fail "the GetBulk cost $n queries, more than one per column"; fi
+# Each of them asked for the fields of its columns only, not for whole objects.
+lists=$(field_lists 1)
+if [ "$lists" = "$n" ]; then pass "every query carried a field list"; else
+  fail "$lists of $n queries carried a field list"; fi
 
 # table_cases DESCRIPTION WIDE_IDS NARROW_IDS: the wide table holds the rows WIDE_IDS.
 table_cases() {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "mib/field_selection.h"
 #include "mib/get_all_provider.h"
 #include "mib/get_provider.h"
 #include "mib/packers.h"
@@ -173,6 +174,27 @@ TEST_F(ProviderTest, WalksAListWithGapsByIdAndByPosition) {
     unsigned count = 0;
     EXPECT_TRUE(provider->getCountCMD(count));
     EXPECT_EQ(5u, count);
+}
+
+// Every get-all of a query made within a field selection carries it, continuation passes
+// included; outside one, none does.
+TEST_F(ProviderTest, AFieldSelectionGoesWithEveryPassOfTheQuery) {
+    serve({1, 2, 5, 9, 200});
+    service->pageLimit = 2;
+    const std::vector<uint32_t> fields = {lm::fieldOf(VALUE), lm::fieldOf(lm::key::OBJECT_ID)};
+    std::unique_ptr<VData> rows;
+    {
+        const snmp::FieldSelection selection(&fields);
+        rows.reset(table->getFirst(4));
+    }
+    EXPECT_EQ((std::vector<unsigned>{1, 2, 5, 9}), idsOf(rows.get()));
+    ASSERT_EQ(2u, service->asked.size());
+    for (const lm::message& m : service->asked) {
+        ASSERT_NE(nullptr, m.findU32Array(lm::key::FIELDS));
+        EXPECT_EQ(fields, *m.findU32Array(lm::key::FIELDS));
+    }
+    rows.reset(table->getNext(after(9), 1));
+    EXPECT_FALSE(service->asked.back().hasU32Array(lm::key::FIELDS));
 }
 
 TEST_F(ProviderTest, TablesThatNestTheirKeySendTheStartInside) {

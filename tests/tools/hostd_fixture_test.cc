@@ -1,6 +1,8 @@
 // Fixture files and the fixture-backed service, without a bus.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/message_json.h"
 #include "tools/hostd/control.h"
 #include "tools/hostd/fixture.h"
@@ -208,6 +210,43 @@ TEST(FixtureService, ContinuationWalksTheWholeList) {
     }
 }
 
+// A field list cuts every object of the page to the fields listed (type bits ignored), its
+// id and its position; the start is still found among whole objects, and the continuation
+// is the same.
+TEST(FixtureService, FieldListCutsTheObjects) {
+    hostd::FixtureService svc(gapped());
+    const struct {
+        const char* what;
+        const char* request;
+        std::vector<uint32_t> keys;  // of each object, beside id and position
+    } cases[] = {
+        {"no list: whole objects", R"({"0x08FE0003": 2})", {NAME, GROUP}},
+        {"one field", R"({"0x08FE0003": 2, "0x88FE001E": [536936454]})", {NAME}},
+        {"field number without type bits", R"({"0x08FE0003": 2, "0x88FE001E": [65539]})", {GROUP}},
+        {"a field no object has", R"({"0x08FE0003": 2, "0x88FE001E": [65539, 7]})", {GROUP}},
+        {"empty list", R"({"0x08FE0003": 2, "0x88FE001E": []})", {}},
+        {"start by a field not listed",
+         R"({"0x28FE001B": {"0x20010006": "if30"}, "0x88FE001E": [65539]})",
+         {GROUP}},
+    };
+    for (const auto& c : cases) {
+        const lm::message reply = svc.handle(getAll(c.request, 3));
+        EXPECT_EQ(positionsOf(reply), range(2, 5)) << c.what;
+        EXPECT_EQ(reply.getU32(lm::key::START, NO_MORE), 5u) << c.what;
+        for (const lm::message& o : *reply.findMsgArray(lm::key::OBJECTS)) {
+            std::vector<uint32_t> want = {lm::key::OBJECT_ID, lm::key::POSITION};
+            want.insert(want.end(), c.keys.begin(), c.keys.end());
+            std::vector<uint32_t> got = o.keys();
+            std::sort(want.begin(), want.end());
+            std::sort(got.begin(), got.end());
+            EXPECT_EQ(got, want) << c.what << ": " << o;
+            if (o.hasString(NAME)) {
+                EXPECT_EQ(o.getString(NAME), "if" + std::to_string(o.getU32(lm::key::OBJECT_ID)));
+            }
+        }
+    }
+}
+
 TEST(FixtureService, PagingModes) {
     using M = hostd::PagingMode;
     const struct {
@@ -335,17 +374,20 @@ TEST_F(ControlHandler, PagingSwitch) {
 
 TEST_F(ControlHandler, RequestCounters) {
     call(0, lm::cmd::GET_ALL);
+    call(0, lm::cmd::GET_ALL, R"({"0x88FE001E": [65539]})");
     call(0, lm::cmd::COUNT);
     call(0, lm::cmd::GET, R"({"0x08FE0001": 999})");  // an error reply is an answer too
     call(OTHER, lm::cmd::GET, R"({"0x08FE0001": 10})");
     call(hostd::CONTROL_HANDLER, hostd::ctl::SET_ERROR, R"({"0x08990001": 3, "0x08990002": 65030})");
     call(OTHER, lm::cmd::COUNT);  // answered by the error switch
-    EXPECT_EQ(requests(0), 3u);
+    EXPECT_EQ(requests(0), 4u);
+    EXPECT_EQ(status(0).getU32(hostd::ctlkey::FIELD_LISTS), 1u);  // the get-all with a list
     EXPECT_EQ(requests(OTHER), 2u);
 
     const lm::message reset = call(hostd::CONTROL_HANDLER, hostd::ctl::RESET_COUNTS, R"({"0x08990001": 0})");
     EXPECT_FALSE(lm::isError(reset));
     EXPECT_EQ(requests(0), 0u);
+    EXPECT_EQ(status(0).getU32(hostd::ctlkey::FIELD_LISTS), 0u);
     EXPECT_EQ(requests(OTHER), 2u);
     EXPECT_FALSE(lm::isError(call(hostd::CONTROL_HANDLER, hostd::ctl::RESET_COUNTS)));
     EXPECT_EQ(requests(OTHER), 0u);

@@ -16,8 +16,9 @@
 //              0: normal). The service's get-all pages wrongly in that way.
 //   RESET_COUNTS HANDLER (absent: every service): zeroes the request counters.
 //   get        (0xFE000D) the current switches: OBJECTS, one message per service with
-//              HANDLER, CODE, TEXT, DELAY_MS, PAGING and REQUESTS (requests the service
-//              handled since start, the last RELOAD or the last RESET_COUNTS).
+//              HANDLER, CODE, TEXT, DELAY_MS, PAGING, REQUESTS (requests the service
+//              handled since start, the last RELOAD or the last RESET_COUNTS) and
+//              FIELD_LISTS (how many of them were get-alls with a field list, counted alike).
 #pragma once
 
 #include <cstdint>
@@ -46,6 +47,7 @@ constexpr uint32_t NUMBER = 0x08990006;
 constexpr uint32_t PAYLOAD = 0x28990007;
 constexpr uint32_t PAGING = 0x08990008;
 constexpr uint32_t REQUESTS = 0x08990009;
+constexpr uint32_t FIELD_LISTS = 0x0899000A;
 }  // namespace ctlkey
 
 }  // namespace hostd

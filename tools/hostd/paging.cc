@@ -86,10 +86,19 @@ lm::message pageReply(const lm::message& req, const std::vector<lm::message>& ob
         mode == PagingMode::RESTART ? 0 : std::min(startPosition(req, objects), objects.size());
     const size_t end = start + size_t(std::min<uint64_t>(take, objects.size() - start));
 
+    // With a field list the caller reads only those fields: the rest is neither copied nor
+    // encoded. The id and the position go with every object whatever the list says.
+    const std::vector<uint32_t>* fields = req.findU32Array(lm::key::FIELDS);
     std::vector<lm::message> page;
     page.reserve(end - start);
     for (size_t pos = start; pos < end; ++pos) {
-        page.push_back(objects[pos]);
+        if (fields) {
+            lm::message& object = page.emplace_back();
+            object.setU32(lm::key::OBJECT_ID, idOf(objects[pos]));
+            objects[pos].copyFieldsTo(*fields, object);
+        } else {
+            page.push_back(objects[pos]);
+        }
         page.back().setU32(lm::key::POSITION, uint32_t(pos));
     }
     if (mode == PagingMode::REVERSED) std::reverse(page.begin(), page.end());

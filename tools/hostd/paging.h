@@ -1,8 +1,9 @@
 // Get-all (0xFE0004) paging as every service that serves a list answers it: objects in
 // ascending object id order, numbered from 0 by position; a start by position, by object
-// id, or by the fields of a nested key; a continuation when more follow (docs/platform.md,
-// "Get-all paging"). A paging mode other than NORMAL answers wrongly on purpose, so that
-// tests can check how callers cope with services that page badly.
+// id, or by the fields of a nested key; a continuation when more follow; only the fields
+// the caller lists, when it lists them (docs/platform.md, "Get-all paging"). A paging mode
+// other than NORMAL answers wrongly on purpose, so that tests can check how callers cope
+// with services that page badly.
 #pragma once
 
 #include <cstddef>
@@ -39,7 +40,8 @@ bool pagingFromNumber(uint32_t n, PagingMode& out);
 size_t startPosition(const lm::message& request, const std::vector<lm::message>& objects);
 
 // The get-all reply for the request: the page of objects (each with its position) and the
-// continuation when more follow.
+// continuation when more follow. A request with a field list (0x88FE001E) gets each object
+// cut to the fields listed, its id and its position.
 lm::message pageReply(const lm::message& request, const std::vector<lm::message>& objects,
                       PagingMode mode = PagingMode::NORMAL);
 

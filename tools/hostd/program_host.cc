@@ -52,6 +52,7 @@ private:
 lm::message Slot::serve(const lm::message& request) {
     if (!service) return lm::errorMsg("this path is no longer in the fixture", lm::err::NO_OBJECT);
     ++requests;
+    if (request.command() == lm::cmd::GET_ALL && request.hasU32Array(lm::key::FIELDS)) ++fieldLists;
     if (switches.delayMs) std::this_thread::sleep_for(std::chrono::milliseconds(switches.delayMs));
     if (switches.errorCode) return lm::errorMsg(switches.errorText, switches.errorCode);
     service->setPaging(switches.paging);
@@ -105,6 +106,7 @@ lm::message ProgramHost::ControlHandler::status() {
         m.setU32(ctlkey::DELAY_MS, s->switches.delayMs);
         m.setU32(ctlkey::PAGING, uint32_t(s->switches.paging));
         m.setU32(ctlkey::REQUESTS, s->requests);
+        m.setU32(ctlkey::FIELD_LISTS, s->fieldLists);
         list.push_back(std::move(m));
     }
     lm::message reply;
@@ -140,7 +142,10 @@ lm::message ProgramHost::ControlHandler::dispatch(const lm::message& req) {
     }
     case ctl::RESET_COUNTS:
         if (!targets(req, slots, error)) return error;
-        for (Slot* s : slots) s->requests = 0;
+        for (Slot* s : slots) {
+            s->requests = 0;
+            s->fieldLists = 0;
+        }
         return {};
     case ctl::PUBLISH:
         return publish(req);
@@ -180,6 +185,7 @@ void ProgramHost::apply(const Fixture& fixture) {
         s->service.reset();
         s->switches = {};
         s->requests = 0;
+        s->fieldLists = 0;
         s->notifications.clear();
     }
     for (const ServiceFixture& f : fixture.services) {
@@ -198,6 +204,7 @@ void ProgramHost::install(uint32_t handlerId, std::unique_ptr<HostService> servi
     s.service->attach(s.endpoint);
     s.switches = {};
     s.requests = 0;
+    s.fieldLists = 0;
     s.notifications.clear();
 }
 

@@ -31,6 +31,7 @@ struct Slot {
     std::unique_ptr<HostService> service;  // null: the path left the fixture on a reload
     Switches switches;
     uint32_t requests = 0;  // requests the service handled, for tests that count queries
+    uint32_t fieldLists = 0;  // of those, get-alls that carried a field list
     std::map<std::string, Notification> notifications;
     lm::Handler* endpoint = nullptr;       // the looper for handler 0, else an adapter
 
