@@ -42,7 +42,7 @@
 
 // The framework version a plug-in is built against. Raised whenever a type of the stable
 // interface changes its layout or a registration function its signature.
-#define LUMO_SNMP_PLUGIN_ABI 1u
+#define LUMO_SNMP_PLUGIN_ABI 2u
 
 // The symbol the agent reads to learn a plug-in's framework version.
 #define LUMO_SNMP_PLUGIN_ABI_SYMBOL "lumo_snmp_plugin_abi"

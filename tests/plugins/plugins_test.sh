@@ -42,9 +42,9 @@ expect_match "plug-in without autorun reported" "^plugin $base/quiet\.so has no 
 expect_match "dlopen failure reported" "^failed dlopen: $base/unresolved\.so:$" cat "$err"
 expect_match "dlopen failure gives the reason" "lumo_test_function_nobody_defines" cat "$err"
 expect_match "other framework version refused" \
-  "^plugin $base/old\.so refused: built for framework version 2, agent has version 1$" cat "$err"
+  "^plugin $base/old\.so refused: built for framework version 3, agent has version 2$" cat "$err"
 expect_match "plug-in without a framework version refused" \
-  "^plugin $base/bare\.so refused: no symbol lumo_snmp_plugin_abi \(framework version 1 expected\)$" cat "$err"
+  "^plugin $base/bare\.so refused: no symbol lumo_snmp_plugin_abi \(framework version 2 expected\)$" cat "$err"
 for arc in 1 2; do
   expect_output "refused plug-in $arc not started" "97\.$arc\.0 = No Such Object" \
     snmp snmpget -v2c -c public "$(target)" 1.3.6.1.4.1.47392.97.$arc.0
