@@ -4,7 +4,9 @@
 // against and offers the "interfaces" trap generator.
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mib/branch.h"
@@ -50,6 +52,17 @@ Packer* counter64(unsigned long long Iface::*member) {
 }
 Packer* zero(unsigned type) { return new ConstNumPacker(0u, type); }
 
+// The service fields each column's value is built from (buildInterface), so that a query
+// asks the interface service for those alone; a constant column reads none. Rows are
+// found by their object id, which every object brings.
+using ColumnFields = std::pair<unsigned, std::vector<uint32_t>>;
+void readFields(ColumnarBranch* t, std::initializer_list<ColumnFields> columns) {
+    t->setIndexFields({lm::key::OBJECT_ID});
+    for (const auto& [column, fields] : columns) t->setColumnFields(column, fields);
+}
+namespace f = lm::service::iface;
+const std::vector<uint32_t> SPEED_FIELDS{f::KIND, f::RATE, f::SPEED_MBPS};
+
 void addIfTable(Table* table) {
     ColumnarBranch* t = addColumnarBranch(IF_ENTRY, table);
     constexpr bool RO = false;
@@ -75,6 +88,11 @@ void addIfTable(Table* table) {
     t->addLeaf(18, zero(tag::COUNTER32), RO);  // ifOutNUcastPkts
     t->addLeaf(21, zero(tag::GAUGE32), RO);    // ifOutQLen
     t->addLeaf(22, new ConstOIDPacker(OID("0.0"), tag::OBJECT_ID), RO);  // ifSpecific
+    readFields(t, {{1, {}}, {2, {f::NAME}}, {3, {f::KIND}}, {4, {f::MTU}}, {5, SPEED_FIELDS},
+                   {6, {f::HW_ADDRESS}}, {7, {f::DISABLED}}, {8, {f::RUNNING}}, {9, {}},
+                   {10, {f::RX_BYTES}}, {11, {f::RX_PACKETS}}, {12, {}}, {13, {f::RX_DROPS}},
+                   {14, {f::RX_ERRORS}}, {15, {}}, {16, {f::TX_BYTES}}, {17, {f::TX_PACKETS}},
+                   {18, {}}, {19, {f::TX_DROPS}}, {20, {f::TX_ERRORS}}, {21, {}}, {22, {}}});
 }
 
 void addIfXTable(Table* table) {
@@ -90,6 +108,10 @@ void addIfXTable(Table* table) {
         t->addLeaf(column, new ConstBignumPacker(0ull, tag::COUNTER64), RO);
     t->addLeaf(15, number(&Iface::highSpeed, tag::GAUGE32), RO);
     t->addLeaf(18, new DisplayStringPacker(&Iface::comment, IF_ALIAS_MAX));  // ifAlias
+    readFields(t, {{1, {f::NAME}}, {2, {}}, {3, {}}, {4, {}}, {5, {}}, {6, {f::RX_BYTES}},
+                   {7, {f::RX_PACKETS}}, {8, {}}, {9, {}}, {10, {f::TX_BYTES}},
+                   {11, {f::TX_PACKETS}}, {12, {}}, {13, {}}, {15, SPEED_FIELDS},
+                   {18, {f::COMMENT}}});
 }
 
 // Per-interface 64-bit statistics under the enterprise tree, indexed like ifTable.
@@ -108,6 +130,9 @@ void addStatisticsTable() {
     t->addLeaf(15, counter64(&Iface::inErrors64), RO);
     t->addLeaf(16, counter64(&Iface::outErrors64), RO);
     t->addLeaf(17, counter64(&Iface::inDiscards64), RO);
+    readFields(t, {{1, {}}, {11, {f::RX_BYTES}}, {12, {f::TX_BYTES}}, {13, {f::RX_PACKETS}},
+                   {14, {f::TX_PACKETS}}, {15, {f::RX_ERRORS}}, {16, {f::TX_ERRORS}},
+                   {17, {f::RX_DROPS}}});
 }
 
 // Every interface's present state, so that the first link notification after start sends

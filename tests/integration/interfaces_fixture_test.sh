@@ -95,4 +95,20 @@ expect_output "ifDescr is read-only" "notWritable" \
 
 walked=$(snmp snmpbulkwalk -v2c -c public -Cr25 "$(target)" 1.3.6.1.2.1.2 | grep -c "^\.$IF\.1\.")
 [ "$walked" -eq "$count" ] && pass "a bulk walk lists every interface once" || fail "bulk walk: $walked of $count"
+
+# The interface tables ask the service for the fields their columns read, not whole objects.
+# hostd's control handler counts the queries to [20, 0] and those that carried a field list.
+ctl call 20/99 0x990006 >/dev/null
+snmp snmpbulkwalk -v2c -c public -Cr25 "$(target)" $IF >/dev/null
+snmp snmpbulkwalk -v2c -c public -Cr25 "$(target)" $IFX >/dev/null
+counts=$(ctl --json call 20/99 get | python3 -c '
+import json, sys
+for s in json.load(sys.stdin)["0xA8FE0002"]:
+    if s["0x08990001"] == 0: print(s["0x08990009"], s["0x0899000A"])')
+read -r queries lists <<<"$counts"
+if [ "${queries:-0}" -gt 0 ] && [ "$queries" = "$lists" ]; then
+  pass "walks of ifTable and ifXTable: every one of $queries queries carried a field list"
+else
+  fail "walks of ifTable and ifXTable: $lists of $queries queries carried a field list"
+fi
 finish
