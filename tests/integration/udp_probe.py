@@ -2,7 +2,7 @@
 
 usage: udp_probe.py source-of-reply BIND_ADDR DEST_ADDR PORT [COMMUNITY]
        udp_probe.py burst PORT COUNT DEST_ADDR...
-       udp_probe.py burst-runs PORT COUNT DEST_A DEST_B
+       udp_probe.py burst-runs PORT COUNT DEST_A DEST_B [COPIES]
        udp_probe.py garbage DEST_ADDR PORT COUNT
 Prints what it saw; exits non-zero when the agent did not behave.
 """
@@ -27,9 +27,9 @@ SYS_DESCR = bytes.fromhex("06082b06010201010100")  # 1.3.6.1.2.1.1.1.0
 SYS_NAME = bytes.fromhex("06082b06010201010500")  # 1.3.6.1.2.1.1.5.0
 
 
-def get_request(community=b"public", request_id=0x1234, name=SYS_DESCR, id_octets=2):
+def get_request(community=b"public", request_id=0x1234, name=SYS_DESCR, id_octets=2, copies=1):
     binding = tlv(0x30, name + b"\x05\x00")
-    pdu = tlv(0xA0, tlv(0x02, request_id.to_bytes(id_octets, "big")) + b"\x02\x01\x00\x02\x01\x00" + tlv(0x30, binding))
+    pdu = tlv(0xA0, tlv(0x02, request_id.to_bytes(id_octets, "big")) + b"\x02\x01\x00\x02\x01\x00" + tlv(0x30, binding * copies))
     return tlv(0x30, b"\x02\x01\x01" + tlv(0x04, community) + pdu)
 
 
@@ -71,11 +71,36 @@ def burst(port, count, dests):
     return 0 if wrong == 0 else 1
 
 
-def burst_runs(port, count, dests):
+def read_tlv(data, at):
+    """The tag, the start of the contents and their end of the TLV at data[at]."""
+    tag, n = data[at], data[at + 1]
+    at += 2
+    if n & 0x80:
+        octets = n & 0x7F
+        n = int.from_bytes(data[at:at + octets], "big")
+        at += octets
+    return tag, at, at + n
+
+
+def reply_request_id(data):
+    """The request-id of a v1/v2c response, or -1 when the datagram is not one."""
+    try:
+        _, at, _ = read_tlv(data, 0)           # message
+        _, _, at = read_tlv(data, at)          # version
+        _, _, at = read_tlv(data, at)          # community
+        tag, at, _ = read_tlv(data, at)        # PDU
+        _, start, end = read_tlv(data, at)     # request-id
+        return int.from_bytes(data[start:end], "big") if tag == 0xA2 else -1
+    except IndexError:
+        return -1
+
+
+def burst_runs(port, count, dests, copies=1):
     """Sends count requests at once in runs to the same address (lengths 1 to 12), with
     replies of three sizes inside the runs (two objects, request-ids of two and three
-    octets). Every reply must come once, in the order sent, from the address asked, and be
-    as long as every other reply of its kind."""
+    octets), each request naming its object `copies` times. Every reply must come once, in
+    the order sent, from the address asked, and be as long as every other reply of its
+    kind."""
     s = socket.socket(family(dests[0]), socket.SOCK_DGRAM)
     s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
     s.settimeout(3)
@@ -93,13 +118,12 @@ def burst_runs(port, count, dests):
         request_id = (0x10000 if octets == 3 else 0x1000) + i
         kinds[request_id] = (dests[dest], octets, name)
         order.append(request_id)
-        s.sendto(get_request(request_id=request_id, name=name, id_octets=octets), (dests[dest], port))
+        request = get_request(request_id=request_id, name=name, id_octets=octets, copies=copies)
+        s.sendto(request, (dests[dest], port))
     wrong, lengths, received = 0, {}, []
     while len(received) < count:
         data, src = s.recvfrom(65535)
-        at = data.find(bytes([0xA2]))
-        id_len = data[at + 3] if at >= 0 else 0
-        request_id = int.from_bytes(data[at + 4:at + 4 + id_len], "big") if at >= 0 else -1
+        request_id = reply_request_id(data)
         kind = kinds.get(request_id)
         if kind is None or request_id in received or src[0] != kind[0]:
             wrong += 1
@@ -159,7 +183,8 @@ if __name__ == "__main__":
         if sys.argv[1] == "burst":
             sys.exit(burst(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:]))
         if sys.argv[1] == "burst-runs":
-            sys.exit(burst_runs(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:6]))
+            copies = int(sys.argv[6]) if len(sys.argv) > 6 else 1
+            sys.exit(burst_runs(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:6], copies))
         if sys.argv[1] == "garbage":
             sys.exit(garbage(sys.argv[2], int(sys.argv[3]), int(sys.argv[4])))
     except socket.timeout:
