@@ -11,6 +11,8 @@ import random
 import socket
 import sys
 
+from ber import tlv_at
+
 
 def tlv(tag, body):
     n = len(body)
@@ -71,25 +73,14 @@ def burst(port, count, dests):
     return 0 if wrong == 0 else 1
 
 
-def read_tlv(data, at):
-    """The tag, the start of the contents and their end of the TLV at data[at]."""
-    tag, n = data[at], data[at + 1]
-    at += 2
-    if n & 0x80:
-        octets = n & 0x7F
-        n = int.from_bytes(data[at:at + octets], "big")
-        at += octets
-    return tag, at, at + n
-
-
 def reply_request_id(data):
     """The request-id of a v1/v2c response, or -1 when the datagram is not one."""
     try:
-        _, at, _ = read_tlv(data, 0)           # message
-        _, _, at = read_tlv(data, at)          # version
-        _, _, at = read_tlv(data, at)          # community
-        tag, at, _ = read_tlv(data, at)        # PDU
-        _, start, end = read_tlv(data, at)     # request-id
+        _, at, _ = tlv_at(data, 0)           # message
+        _, _, at = tlv_at(data, at)          # version
+        _, _, at = tlv_at(data, at)          # community
+        tag, at, _ = tlv_at(data, at)        # PDU
+        _, start, end = tlv_at(data, at)     # request-id
         return int.from_bytes(data[start:end], "big") if tag == 0xA2 else -1
     except IndexError:
         return -1

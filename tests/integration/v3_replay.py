@@ -12,18 +12,9 @@ import socket
 import sys
 import time
 
+from ber import tlv_at
+
 USM_STATS = bytes.fromhex("2b060106030f0101")  # 1.3.6.1.6.3.15.1.1
-
-
-def tlv_at(data, at):
-    """(tag, contents start, contents end) of the element at offset at."""
-    tag, n = data[at], data[at + 1]
-    at += 2
-    if n & 0x80:
-        width = n & 0x7F
-        n = int.from_bytes(data[at:at + width], "big")
-        at += width
-    return tag, at, at + n
 
 
 def auth_flag(datagram):
