@@ -29,14 +29,8 @@ stop_all() {
 }
 trap 'stop_all; cleanup' EXIT
 
-# The peer host: a namespace held by one bounded sleep, entered with nsenter.
-unshare -n sleep 300 &
-PEER_PID=$!
-for _ in $(seq 100); do
-  [ "$(readlink /proc/$PEER_PID/ns/net)" != "$(readlink /proc/self/ns/net)" ] && break
-  sleep 0.02
-done
-peer() { nsenter -t "$PEER_PID" -n "$@"; }
+# The peer host: a namespace of its own, entered with nsenter.
+start_peer
 peer ip link set lo up
 
 SPARE=dummy

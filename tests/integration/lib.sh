@@ -57,6 +57,18 @@ stop_hostd_run() {
   fi
 }
 
+# start_peer: a second network namespace, the peer host, held by one bounded sleep whose
+# pid is PEER_PID; peer COMMAND... runs there. Killing the sleep ends the namespace.
+start_peer() {
+  unshare -n sleep 300 &
+  PEER_PID=$!
+  for _ in $(seq 100); do
+    [ "$(readlink /proc/$PEER_PID/ns/net)" != "$(readlink /proc/self/ns/net)" ] && break
+    sleep 0.02
+  done
+}
+peer() { nsenter -t "$PEER_PID" -n "$@"; }
+
 stop_agent() {
   if [ -n "$AGENT_PID" ]; then
     kill "$AGENT_PID" 2>/dev/null || true

@@ -27,13 +27,7 @@ stop_all() {
 }
 trap 'stop_all; cleanup' EXIT
 
-unshare -n sleep 300 &
-PEER_PID=$!
-for _ in $(seq 100); do
-  [ "$(readlink /proc/$PEER_PID/ns/net)" != "$(readlink /proc/self/ns/net)" ] && break
-  sleep 0.02
-done
-peer() { nsenter -t "$PEER_PID" -n "$@"; }
+start_peer
 SPARE=dummy
 if ip link add probe0 type dummy 2>/dev/null; then ip link del probe0; else SPARE=ifb; fi
 ip link add up0 type veth peer name peer0 netns "$PEER_PID"
