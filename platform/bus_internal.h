@@ -88,6 +88,10 @@ public:
 
     bool listen(uint32_t programId);
     message exchange(uint32_t program, const message& request, uint32_t seq, int timeoutMs);
+    bool postRequest(uint32_t program, const message& request, uint32_t seq, int timeoutMs,
+                     message& failure);
+    message awaitReply(uint32_t seq, int timeoutMs);
+    void forgetReply(uint32_t seq);
     Delivery send(uint32_t program, const message& m);
 
     struct Conn;
@@ -112,6 +116,18 @@ private:
     enum Failure { NOT_THERE, BUSY, LOST };
     ConnPtr post(uint32_t program, const bytes& frame, uint64_t busyUntil, Failure& failure);
     message waitReply(const ConnPtr& c, uint32_t program, uint32_t seq, uint64_t deadline);
+    message failureOf(Failure failure, uint32_t program) const;
+    // A reply read while waiting for another (or between waits): kept when its request was
+    // posted and not yet taken, dropped otherwise. False when dropped.
+    bool keepEarly(message& reply);
+
+    // Requests sent with postRequest and not yet taken: where their replies come.
+    struct Posted {
+        std::weak_ptr<Conn> conn;
+        uint32_t program;
+    };
+    std::unordered_map<uint32_t, Posted> posted_;
+    std::unordered_map<uint32_t, message> early_;  // replies of posted requests, by sequence
 
     Looper& looper_;
     ThinRunner::Impl& runner_;
@@ -162,6 +178,7 @@ struct Looper::Impl {
     bool stopped = false;
     uint64_t leaveTimer = 0;
     uint32_t nextSeq = 0;
+    std::map<uint32_t, message> localReplies;  // posted requests answered in this process
     Subscriptions subs;
     std::unique_ptr<SocketBus> bus;
 };

@@ -1,6 +1,7 @@
 // The socket bus: one Unix-domain stream socket per program id under $LUMO_ROOT/lumo/bus,
 // kept connections per destination program, non-blocking reads and writes with
-// per-connection buffers, and a blocking wait on one connection for an exchange.
+// per-connection buffers, and a blocking wait on one connection for a reply (of an exchange
+// or of a request posted earlier: replies of other posted requests read meanwhile are kept).
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -215,8 +216,7 @@ void SocketBus::processFrames(const ConnPtr& c) {
 
 void SocketBus::handleIncoming(const ConnPtr& c, message& m) {
     if (m.getBool(key::IS_REPLY)) {
-        // The answer to a request that timed out earlier: nobody waits for it any more.
-        LLOG(busLog()) << "bus: dropping stale reply " << m.getU32(key::SEQ) << std::endl;
+        keepEarly(m);  // for a posted request; else its request timed out and nobody waits
         return;
     }
     bool noReply = m.getBool(key::NO_REPLY);
@@ -363,20 +363,81 @@ SocketBus::ConnPtr SocketBus::post(uint32_t program, const bytes& frame, uint64_
     }
 }
 
-message SocketBus::exchange(uint32_t program, const message& request, uint32_t seq,
-                            int timeoutMs) {
-    bool forever = timeoutMs < 0;
-    uint64_t deadline = forever ? UINT64_MAX : steadyMs() + uint64_t(timeoutMs);
-    bytes frame;
-    appendFrame(frame, request);
-    Failure failure;
-    if (ConnPtr c = post(program, frame, deadline, failure))
-        return waitReply(c, program, seq, deadline);
+namespace {
+
+uint64_t deadlineAfter(int timeoutMs) {
+    return timeoutMs < 0 ? UINT64_MAX : steadyMs() + uint64_t(timeoutMs);
+}
+
+}  // namespace
+
+message SocketBus::failureOf(Failure failure, uint32_t program) const {
     switch (failure) {
     case NOT_THERE: return errorMsg("no such " + programText(program), err::NO_PROGRAM);
     case BUSY: return errorMsg(programText(program) + " accepts no connection", err::TIMEOUT);
     default: return errorMsg("connection to " + programText(program) + " lost", err::BROKEN);
     }
+}
+
+message SocketBus::exchange(uint32_t program, const message& request, uint32_t seq,
+                            int timeoutMs) {
+    const uint64_t deadline = deadlineAfter(timeoutMs);
+    bytes frame;
+    appendFrame(frame, request);
+    Failure failure;
+    if (ConnPtr c = post(program, frame, deadline, failure))
+        return waitReply(c, program, seq, deadline);
+    return failureOf(failure, program);
+}
+
+bool SocketBus::postRequest(uint32_t program, const message& request, uint32_t seq,
+                            int timeoutMs, message& failureReply) {
+    const uint64_t deadline = deadlineAfter(timeoutMs);
+    bytes frame;
+    appendFrame(frame, request);
+    Failure failure;
+    ConnPtr c = post(program, frame, deadline, failure);
+    if (!c) {
+        failureReply = failureOf(failure, program);
+        return false;
+    }
+    posted_[seq] = Posted{c, program};
+    return true;
+}
+
+message SocketBus::awaitReply(uint32_t seq, int timeoutMs) {
+    auto it = posted_.find(seq);
+    if (it == posted_.end())
+        return errorMsg("no posted request " + std::to_string(seq), err::BAD_REQUEST);
+    const Posted p = it->second;
+    message reply;
+    if (auto early = early_.find(seq); early != early_.end()) {
+        reply = std::move(early->second);
+        early_.erase(early);
+    } else if (ConnPtr c = p.conn.lock(); c && !c->closed) {
+        reply = waitReply(c, p.program, seq, deadlineAfter(timeoutMs));
+    } else {
+        reply = failureOf(LOST, p.program);
+    }
+    forgetReply(seq);
+    return reply;
+}
+
+void SocketBus::forgetReply(uint32_t seq) {
+    posted_.erase(seq);
+    early_.erase(seq);
+}
+
+bool SocketBus::keepEarly(message& reply) {
+    const uint32_t seq = reply.getU32(key::SEQ);
+    if (!posted_.count(seq)) {
+        LLOG(busLog()) << "bus: dropping stale reply " << seq << std::endl;
+        return false;
+    }
+    reply.remove(key::IS_REPLY);
+    reply.remove(key::SEQ);
+    early_[seq] = std::move(reply);
+    return true;
 }
 
 message SocketBus::waitReply(const ConnPtr& c, uint32_t program, uint32_t seq,
@@ -406,8 +467,8 @@ message SocketBus::waitReply(const ConnPtr& c, uint32_t program, uint32_t seq,
                 m.remove(key::SEQ);
                 scheduleLeftovers(c);
                 return m;
-            } else {
-                LLOG(busLog()) << "bus: dropping stale reply " << m.getU32(key::SEQ) << std::endl;
+            } else if (keepEarly(m)) {
+                m = message();
             }
         }
         if (ended) return broken("closed by peer");

@@ -117,6 +117,43 @@ message Looper::exchangeMessage(message& request, int timeoutMs) {
     return impl_->socketBus().exchange(dest[0], request, seq, timeoutMs);
 }
 
+uint32_t Looper::postRequest(message& request, int timeoutMs, message& failure) {
+    Path dest = request.destination();
+    if (dest.empty()) {
+        failure = errorMsg("request without destination", err::BAD_REQUEST);
+        return 0;
+    }
+    uint32_t seq = ++impl_->nextSeq;
+    if (seq == 0) seq = ++impl_->nextSeq;  // 0 says "not sent"
+    request.setU32(key::SEQ, seq);
+    if (!request.has(key::SENDER)) request.setU32Array(key::SENDER, {programId(), 0});
+    if (Looper* target = impl_->localTarget(dest[0])) {
+        impl_->localReplies[seq] = target->deliver(request);
+        return seq;
+    }
+    if (impl_->memory) {
+        failure = errorMsg(noProgramText(dest[0]), err::NO_PROGRAM);
+        return 0;
+    }
+    return impl_->socketBus().postRequest(dest[0], request, seq, timeoutMs, failure) ? seq : 0;
+}
+
+message Looper::awaitReply(uint32_t seq, int timeoutMs) {
+    if (auto it = impl_->localReplies.find(seq); it != impl_->localReplies.end()) {
+        message reply = std::move(it->second);
+        impl_->localReplies.erase(it);
+        return reply;
+    }
+    if (impl_->memory || !impl_->bus)
+        return errorMsg("no posted request " + std::to_string(seq), err::BAD_REQUEST);
+    return impl_->bus->awaitReply(seq, timeoutMs);
+}
+
+void Looper::forgetReply(uint32_t seq) {
+    impl_->localReplies.erase(seq);
+    if (impl_->bus) impl_->bus->forgetReply(seq);
+}
+
 void Looper::send(message& m) {
     m.setBool(key::NO_REPLY, true);
     if (!m.has(key::SENDER)) m.setU32Array(key::SENDER, {programId(), 0});

@@ -101,6 +101,16 @@ public:
     // come back as error replies: err::NO_PROGRAM when the program has no endpoint,
     // err::TIMEOUT after timeoutMs, err::BROKEN when the peer goes away first.
     virtual message exchangeMessage(message& request, int timeoutMs);
+    // The same in two steps, so that several requests are with their services at once:
+    // postRequest sends and returns the request's sequence number (0 when it could not be
+    // sent, after waiting at most timeoutMs for a full backlog: failure then holds the error
+    // reply). awaitReply waits at most timeoutMs from its call for the reply: a request
+    // posted behind others gets as long as it would have had if sent on its own then.
+    // forgetReply gives a reply up (it is dropped when it comes); each posted request is
+    // taken or forgotten once. Replies of other posted requests read meanwhile are kept.
+    uint32_t postRequest(message& request, int timeoutMs, message& failure);
+    message awaitReply(uint32_t seq, int timeoutMs);
+    void forgetReply(uint32_t seq);
     void send(message& m);  // fire-and-forget to m's destination
 
     // Leave: after ms of being armed the idle process may end. The loop exits then only

@@ -79,6 +79,56 @@ TEST(SocketBus, PeerKilledMidExchangeGivesBrokenAtOnce) {
     EXPECT_EQ(getErrorCode(reply), err::BROKEN) << reply;
 }
 
+uint32_t post(Looper& client, uint32_t command, uint32_t value) {
+    message m = request(SERVER, command, value);
+    message failure;
+    const uint32_t seq = client.postRequest(m, 5000, failure);
+    EXPECT_NE(seq, 0u) << failure;
+    return seq;
+}
+
+TEST(SocketBus, PostedRequestsAreTakenInAnyOrderEachWithItsOwnWait) {
+    TempRoot root;
+    ChildProgram server(SERVER);
+    ASSERT_TRUE(server.waitReady());
+    Looper client;
+    std::vector<uint32_t> seqs;
+    for (uint32_t i = 0; i < 50; ++i) seqs.push_back(post(client, ECHO, i));
+    // Taken last first: the others' replies are read on the way and kept.
+    for (uint32_t i = 50; i-- > 0;) {
+        message reply = client.awaitReply(seqs[i], 5000);
+        ASSERT_FALSE(isError(reply)) << reply;
+        EXPECT_EQ(reply.getU32(VALUE), i);
+        EXPECT_FALSE(reply.has(key::SEQ)) << reply;
+    }
+    EXPECT_EQ(getErrorCode(client.awaitReply(seqs[0], 5000)), err::BAD_REQUEST) << "taken twice";
+
+    // The wait counts from the call: the second of two slow requests, served after the
+    // first, is not late although more than its wait has passed since it was posted.
+    const uint32_t slowFirst = post(client, SLEEP, 400);
+    const uint32_t slowSecond = post(client, SLEEP, 400);
+    EXPECT_FALSE(isError(client.awaitReply(slowFirst, 5000)));
+    EXPECT_FALSE(isError(client.awaitReply(slowSecond, 600)));
+
+    // One that times out; the one behind it still comes. A forgotten request's reply and
+    // the timed-out one's are dropped when they come.
+    const uint32_t slow = post(client, SLEEP, 300);
+    const uint32_t behind = post(client, ECHO, 8);
+    const uint32_t forgotten = post(client, ECHO, 9);
+    client.forgetReply(forgotten);
+    EXPECT_EQ(getErrorCode(client.awaitReply(slow, 50)), err::TIMEOUT);
+    EXPECT_EQ(client.awaitReply(behind, 5000).getU32(VALUE), 8u);
+    EXPECT_EQ(call(client, ECHO, 10).getU32(VALUE), 10u);
+    EXPECT_EQ(getErrorCode(client.awaitReply(forgotten, 5000)), err::BAD_REQUEST);
+
+    // The peer goes away: every request still posted to it ends BROKEN.
+    const uint32_t first = post(client, SLEEP, 60000);
+    const uint32_t second = post(client, ECHO, 11);
+    server.kill();
+    EXPECT_EQ(getErrorCode(client.awaitReply(first, 30000)), err::BROKEN);
+    EXPECT_EQ(getErrorCode(client.awaitReply(second, 30000)), err::BROKEN);
+}
+
 TEST(SocketBus, MissingProgramAnswersNoProgramUntilItIsBack) {
     TempRoot root;
     Looper client;

@@ -68,6 +68,15 @@ TEST_F(MemoryBus, RequestsAreRoutedByPathAndCommand) {
         message reply = a.exchangeMessage(req, 1000);
         EXPECT_EQ(getErrorCode(reply), c.errorCode) << c.dest[0] << " " << c.command << reply;
         EXPECT_EQ(reply.getU32(key::OBJECT_ID), c.errorCode ? 0u : 42u);
+
+        // Posted and taken later, the same request gets the same answer.
+        message posted = to(c.dest, c.command);
+        posted.setU32(key::OBJECT_ID, 42);
+        message failure;
+        const uint32_t seq = a.postRequest(posted, 1000, failure);
+        const message later = seq ? a.awaitReply(seq, 1000) : failure;
+        EXPECT_EQ(getErrorCode(later), c.errorCode) << later;
+        EXPECT_EQ(later.getU32(key::OBJECT_ID), reply.getU32(key::OBJECT_ID));
     }
 }
 
