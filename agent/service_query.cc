@@ -1,5 +1,6 @@
 // Queries to other services: the wait is fixed at 1000 ms, and a program that timed out or
 // has no endpoint is skipped for a while (agent/service_skips.h).
+#include "agent/lookahead.h"
 #include "agent/snmp_looper.h"
 #include "platform/bus.h"
 #include "platform/log.h"
@@ -22,7 +23,18 @@ lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
         LLOG(dlog) << "skipping due to blacklisted program: " << program << std::endl;
         return lm::failedMsg("");
     }
-    lm::message reply = lm::Looper::exchangeMessage(request, QUERY_TIMEOUT_MS);
+    // The agent's own objects answer in-process at once: nothing to gain by looking ahead.
+    const bool ownProgram = program == programId();
+    if (lookahead.lookingAhead() && !ownProgram) {
+        lm::message sent = request;
+        lm::message failure;
+        if (const uint32_t seq = postRequest(sent, QUERY_TIMEOUT_MS, failure))
+            lookahead.posted(request, seq);
+        throw QueryDeferred{};  // a query that could not be sent is made again, and fails there
+    }
+    const uint32_t posted = ownProgram ? 0 : lookahead.take(request);
+    lm::message reply = posted ? awaitReply(posted, QUERY_TIMEOUT_MS)
+                               : lm::Looper::exchangeMessage(request, QUERY_TIMEOUT_MS);
     uint32_t code = 0;
     std::string text;
     if (lm::isError(reply, code, text)) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/lookahead.h"
 #include "agent/service_skips.h"
 #include "platform/agent_settings.h"
 #include "platform/looper.h"
@@ -60,6 +61,8 @@ public:
     // clock tells the time for those skips (tests move it on instead of waiting).
     lm::message exchangeMessage(lm::message& request, int timeout) override;
     ServiceSkips::Clock::time_point (*clock)() = &ServiceSkips::Clock::now;
+    // Which round of a burst the transport is answering (agent/lookahead.h).
+    BurstLookahead lookahead;
 
     V3ServerInfo serverInfo() const;
     uint16_t servicePort() const { return port_; }

@@ -9,8 +9,10 @@
 #include <cstring>
 #include <memory>
 
+#include "agent/lookahead.h"
 #include "agent/snmp_looper.h"
 #include "platform/log.h"
+#include "request/community_read.h"
 #include "request/context.h"
 #include "request/create_reply.h"
 #include "request/logs.h"
@@ -57,6 +59,8 @@ struct Burst {
     iovec receivedIov[BURST];
     OutStream replies[BURST];  // reused: their buffers keep their capacity
     std::unique_ptr<Context> contexts[BURST];  // one per reply, made at first use, reused
+    bool answered[BURST];  // the request in this slot has its reply
+    bool deferred[BURST];  // put off in the first round (agent/lookahead.h)
     mmsghdr sent[BURST];
     iovec sentIov[BURST];
     mmsghdr grouped[BURST];     // the replies again, runs of alike ones as one send each
@@ -181,7 +185,7 @@ void sendReplies(int fd, Burst& b, unsigned count) {
 
 // Takes up to BURST waiting datagrams (never blocks) and answers them. False when the
 // kernel has no recvmmsg, so that the caller falls back on one datagram at a time.
-bool answerBurst(int fd) {
+bool answerBurst(SnmpLooper& looper, int fd) {
     Burst& b = burst();
     for (unsigned i = 0; i < BURST; ++i) {
         b.receivedIov[i] = {b.in[i].data, MAX_DATAGRAM};
@@ -196,15 +200,43 @@ bool answerBurst(int fd) {
     }
     const int n = recvmmsg(fd, b.received, BURST, MSG_DONTWAIT, nullptr);
     if (n < 0) return errno != ENOSYS;
+    const unsigned count = static_cast<unsigned>(n);
+    auto answerSlot = [&b](unsigned i) {
+        b.answered[i] = answer(b.in[i].data, b.received[i].msg_len, b.in[i].name,
+                               b.received[i].msg_hdr.msg_namelen, i);
+    };
+    // First round: reads in community form, up to the first other message (a Set must see,
+    // and be seen by, the requests around it in their order). A read that needs another
+    // service leaves its first query with that service and waits for the second round.
+    unsigned lookedAhead = 0;
+    BurstLookahead& lookahead = looper.lookahead;
+    if (count > 1) {
+        for (; lookedAhead < count; ++lookedAhead) {
+            const unsigned i = lookedAhead;
+            if (!isCommunityRead(b.in[i].data, b.received[i].msg_len)) break;
+            lookahead.lookAhead(i);
+            try {
+                answerSlot(i);
+                b.deferred[i] = false;
+            } catch (const QueryDeferred&) {
+                b.deferred[i] = true;
+            }
+        }
+    }
+    for (unsigned i = 0; i < count; ++i) {
+        if (i < lookedAhead && !b.deferred[i]) continue;
+        lookahead.answer(i);
+        answerSlot(i);
+    }
+    for (uint32_t seq : lookahead.finish()) looper.forgetReply(seq);
+
     unsigned replies = 0;
-    for (unsigned i = 0; i < static_cast<unsigned>(n); ++i) {
-        const msghdr& in = b.received[i].msg_hdr;
-        if (!answer(b.in[i].data, b.received[i].msg_len, b.in[i].name, in.msg_namelen, replies))
-            continue;
-        OutStream& reply = b.replies[replies];
+    for (unsigned i = 0; i < count; ++i) {
+        if (!b.answered[i]) continue;
+        OutStream& reply = b.replies[i];
         b.sentIov[replies] = {reply.data(), reply.size()};
         msghdr& out = b.sent[replies].msg_hdr;
-        out = in;
+        out = b.received[i].msg_hdr;
         out.msg_iov = &b.sentIov[replies];
         out.msg_flags = 0;
         ++replies;
@@ -295,7 +327,7 @@ void SnmpLooper::closeService() {
 void SnmpLooper::receive(int fd, unsigned) {
     // Under load many requests wait in the socket; one burst takes them with two system
     // calls in all instead of two each, and one event-loop round instead of one each.
-    if (haveRecvmmsg && answerBurst(fd)) return;
+    if (haveRecvmmsg && answerBurst(*this, fd)) return;
     if (haveRecvmmsg) {
         haveRecvmmsg = false;
         LLOG(lm::warningLog()) << "no recvmmsg here: datagrams are taken one at a time" << std::endl;

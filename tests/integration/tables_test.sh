@@ -48,6 +48,26 @@ lists=$(field_lists 1)
 if [ "$lists" = "$n" ]; then pass "every query carried a field list"; else
   fail "$lists of $n queries carried a field list"; fi
 
+# Requests that arrive together while the agent waits for a slow service are answered
+# together: each read's query goes to the service before the first is answered, and each
+# reply is still built from its own request's query alone. A Set in the burst is answered
+# in its turn, after the reads before it and before those after it.
+burst() {
+  control 0x990006
+  control 0x990002 0x08990004=200
+  python3 "$HERE/burst_check.py" "$1" "$LUMO_SNMP_PORT" "$WIDE" -- \
+    "$LUMOCTL" --timeout 5000 call $PROGRAM/99 0x990002 0x08990004=0
+}
+if out=$(burst bulk); then pass "a burst of 20 GetBulk requests: $out"; else
+  fail "a burst of 20 GetBulk requests"; echo "$out" | head -5 | sed 's/^/  /'; fi
+n=$(requests 1)
+if [ "$n" = 21 ]; then pass "the burst cost one query a request"; else
+  fail "the burst cost $n queries for 21 requests"; fi
+ctl call 34/1 add 0x20000005=private 0x00000007=yes >/dev/null  # a community that may write
+if out=$(burst set-order); then pass "a Set between two Gets in one burst: $out"; else
+  fail "a Set between two Gets in one burst: $out"; fi
+expect_sysdescr "after the bursts: sysDescr.0 answers"
+
 # table_cases DESCRIPTION WIDE_IDS NARROW_IDS: the wide table holds the rows WIDE_IDS.
 table_cases() {
   local what=$1 ids=$2 narrow=$3
