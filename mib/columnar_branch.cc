@@ -40,17 +40,22 @@ Data* rowWithIndex(Table& table, VData* rows, const OID& index) {
 
 // What a fetch asks for: the column being answered and every column the request's bindings
 // will ask of this table (a Get's columns, where a GetNext or a GetBulk repeater stands),
-// so that one query serves them all, with their fields and the index's. Whole objects when
+// so that one query serves them all, with their fields and the index's; and, once the walk
+// has run to the table's end in this request, every later column too. Whole objects when
 // one of those columns has no fields of its own, or the table declared none.
 class ColumnarBranch::Planner : public FetchPlanner {
 public:
     Planner(const ColumnarBranch& branch, const Context& c) : branch_(branch), c_(c) {}
 
-    void plan(unsigned column, FetchPlan& out) override {
+    void plan(unsigned column, bool andLater, FetchPlan& out) override {
         out.whole = true;
         out.columns.clear();
         out.fields.clear();
         if (!branch_.readsFields_ || !add(column, out)) return;
+        if (andLater) {
+            for (auto it = branch_.columns.upper_bound(column); it != branch_.columns.end(); ++it)
+                if (!add(it->first, out)) return;
+        }
         const OID& entry = branch_.oid;
         if (const BindingList* list = c_.bindings) {
             for (size_t i = 0; i < list->size(); ++i) {

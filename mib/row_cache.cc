@@ -40,9 +40,9 @@ bool RowCache::Page::answers(unsigned column) const {
 }
 
 template <class Fetch>
-RowCache::Page& RowCache::fetchPage(Table& table, unsigned column, FetchPlanner& planner,
-                                    Fetch fetch) {
-    planner.plan(column, plan_);
+RowCache::Page& RowCache::fetchPage(Table& table, unsigned column, bool andLater,
+                                    FetchPlanner& planner, Fetch fetch) {
+    planner.plan(column, andLater, plan_);
     VData* rows;
     {
         const FieldSelection selection(plan_.whole ? nullptr : &plan_.fields);
@@ -78,7 +78,8 @@ const Data* RowCache::row(Table& table, const OID& index, unsigned column, Fetch
     }
     const Key key = table.createKey(index, true);
     if (key.bad || key.empty()) return nullptr;
-    const Page& page = fetchPage(table, column, planner, [&key](Table& t) { return t.get(key); });
+    const Page& page =
+        fetchPage(table, column, false, planner, [&key](Table& t) { return t.get(key); });
     for (const Row& r : page.rows)
         if (page.compare(r, index) == 0) return r.data;
     return nullptr;  // no such row, or the service answered another one
@@ -129,8 +130,14 @@ const Data* RowCache::next(Table& table, const OID& after, bool fromStart, unsig
         if (key.bad) return nullptr;
         if (!key.empty() && !key.relaxed) key.skipFirst = true;  // the named row is not wanted
     }
+    // A walk that starts a column after running to the table's end in another one in this
+    // request (a GetBulk over a table of few rows) will likely run through the next ones
+    // too: one fetch for them all instead of one a column.
+    const bool andLater = fromStart && std::any_of(pages_.begin(), pages_.end(), [](const Page& p) {
+                              return p.range && p.complete;
+                          });
     size_t fetched = 0;
-    Page& page = fetchPage(table, column, planner, [&](Table& t) {
+    Page& page = fetchPage(table, column, andLater, planner, [&](Table& t) {
         VData* rows = fromStart ? t.getFirst(pageSize) : t.getNext(key, pageSize);
         fetched = rows ? rows->size() : 0;
         return rows;

@@ -27,9 +27,11 @@ struct FetchPlan {
 };
 
 // Works out the plan of a fetch for a column; the cache asks only when it must fetch.
+// andLater: the request's walk has already run through a whole column of this table, so
+// the columns after this one are likely to be asked too.
 class FetchPlanner {
 public:
-    virtual void plan(unsigned column, FetchPlan& out) = 0;
+    virtual void plan(unsigned column, bool andLater, FetchPlan& out) = 0;
 
 protected:
     ~FetchPlanner() = default;
@@ -79,7 +81,8 @@ private:
 
     // Asks the table within the plan's field selection; fetch(table) returns the rows.
     template <class Fetch>
-    Page& fetchPage(Table& table, unsigned column, FetchPlanner& planner, Fetch fetch);
+    Page& fetchPage(Table& table, unsigned column, bool andLater, FetchPlanner& planner,
+                    Fetch fetch);
     const Data* successorIn(const Page& page, const OID& after, bool fromStart, OID* index,
                             bool* known) const;
 
