@@ -8,9 +8,16 @@
 //
 // Only a reply to the same request is used, asked with the same query: nothing is kept from
 // one request to the next.
+//
+// Only programs that answer promptly are looked ahead for. A slow one would be handed a
+// burst's worth of queries that it would still be working through long after the agent had
+// given up waiting; its queries are made one at a time, as outside a burst, until it answers
+// promptly again.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <set>
 #include <vector>
 
 #include "platform/message.h"
@@ -23,6 +30,10 @@ struct QueryDeferred {};
 
 class BurstLookahead {
 public:
+    using Clock = std::chrono::steady_clock;
+    // Slower than this (a quarter of the agent's wait), a program is not looked ahead for.
+    static constexpr std::chrono::milliseconds PROMPT{250};
+
     // The first round, for the request in burst slot `slot`.
     void lookAhead(unsigned slot) {
         lookingAhead_ = true;
@@ -35,11 +46,18 @@ public:
     }
     bool lookingAhead() const { return lookingAhead_; }
 
-    // Notes the current request's query, as it was before it was sent, with its sequence.
-    void posted(const lm::message& query, uint32_t seq);
+    // Notes the current request's query, as it was before it was sent, with its sequence and
+    // when it was sent.
+    void posted(const lm::message& query, uint32_t seq, Clock::time_point at);
     // The sequence of the current request's posted query equal to `query`, or 0; each is
-    // taken once.
-    uint32_t take(const lm::message& query);
+    // taken once. *sentAt receives when it was sent.
+    uint32_t take(const lm::message& query, Clock::time_point* sentAt);
+
+    // Whether queries to the program may be posted ahead: it answered its last query (or
+    // has not been asked yet) within PROMPT.
+    bool prompt(uint32_t program) const { return !slow_.count(program); }
+    // How long the program took to answer (or fail) a query, from sending to the reply.
+    void answered(uint32_t program, Clock::duration took);
     // Ends the burst: the sequences never taken (their replies are no longer wanted).
     std::vector<uint32_t> finish();
 
@@ -48,8 +66,10 @@ private:
         unsigned slot;
         lm::message query;
         uint32_t seq;
+        Clock::time_point sentAt;
     };
     std::vector<Query> queries_;
+    std::set<uint32_t> slow_;  // programs whose last answer was not prompt
     bool lookingAhead_ = false;
     unsigned slot_ = 0;
 };

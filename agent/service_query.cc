@@ -25,16 +25,19 @@ lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
     }
     // The agent's own objects answer in-process at once: nothing to gain by looking ahead.
     const bool ownProgram = program == programId();
-    if (lookahead.lookingAhead() && !ownProgram) {
+    if (lookahead.lookingAhead() && !ownProgram && lookahead.prompt(program)) {
         lm::message sent = request;
         lm::message failure;
+        const auto at = clock();
         if (const uint32_t seq = postRequest(sent, QUERY_TIMEOUT_MS, failure))
-            lookahead.posted(request, seq);
+            lookahead.posted(request, seq, at);
         throw QueryDeferred{};  // a query that could not be sent is made again, and fails there
     }
-    const uint32_t posted = ownProgram ? 0 : lookahead.take(request);
+    auto sentAt = clock();
+    const uint32_t posted = ownProgram ? 0 : lookahead.take(request, &sentAt);
     lm::message reply = posted ? awaitReply(posted, QUERY_TIMEOUT_MS)
                                : lm::Looper::exchangeMessage(request, QUERY_TIMEOUT_MS);
+    if (!ownProgram) lookahead.answered(program, clock() - sentAt);
     uint32_t code = 0;
     std::string text;
     if (lm::isError(reply, code, text)) {

@@ -12,7 +12,10 @@ namespace {
 constexpr uint32_t VALUE = 0x08000101;
 constexpr int ANY_TIMEOUT_MS = 6000;  // callers pass their own; the agent uses its own
 
-// A service on the in-memory bus that answers every get with the same reply.
+ServiceSkips::Clock::time_point fakeNow;
+
+// A service on the in-memory bus that answers every get with the same reply, taking `delay`
+// of the agent's clock to do it.
 class Service : public lm::Looper {
 public:
     Service(uint32_t program, lm::message answer) : answer_(std::move(answer)) {
@@ -21,15 +24,15 @@ public:
     }
     lm::message cmdGet(const lm::message&) override {
         ++asked;
+        fakeNow += delay;
         return answer_;
     }
     int asked = 0;
+    std::chrono::milliseconds delay{0};
 
 private:
     lm::message answer_;
 };
-
-ServiceSkips::Clock::time_point fakeNow;
 
 class ServiceQueryTest : public AgentTest {
 protected:
@@ -91,6 +94,31 @@ TEST_F(ServiceQueryTest, AProgramThatTimesOutIsSkippedForTenSeconds) {
     wait(std::chrono::seconds(1));
     ask(STALLED);
     EXPECT_EQ(stalled.asked, 2);
+}
+
+// In a burst's first round a query is posted and the request put off, unless the program was
+// slow to answer last time: then it is asked at once, as outside a burst.
+TEST_F(ServiceQueryTest, OnlyProgramsThatAnswerPromptlyAreLookedAheadFor) {
+    constexpr uint32_t PROGRAM = 7400;
+    Service service(PROGRAM, lm::message().setU32(VALUE, 42));
+    BurstLookahead& lookahead = agent_->lookahead;
+    lookahead.lookAhead(0);
+    EXPECT_THROW(ask(PROGRAM), QueryDeferred) << "a program never asked counts as prompt";
+    lookahead.answer(0);
+    EXPECT_EQ(ask(PROGRAM).getU32(VALUE), 42u) << "the put-off request takes the posted reply";
+    EXPECT_EQ(service.asked, 1) << "and does not ask again";
+
+    service.delay = BurstLookahead::PROMPT + std::chrono::milliseconds(1);
+    lookahead.answer(1);
+    ask(PROGRAM);
+    lookahead.lookAhead(2);
+    EXPECT_EQ(ask(PROGRAM).getU32(VALUE), 42u) << "slow last time: asked at once";
+    service.delay = BurstLookahead::PROMPT;
+    lookahead.lookAhead(3);
+    EXPECT_EQ(ask(PROGRAM).getU32(VALUE), 42u) << "still slow from the query before";
+    lookahead.lookAhead(4);
+    EXPECT_THROW(ask(PROGRAM), QueryDeferred) << "prompt again";
+    EXPECT_EQ(lookahead.finish().size(), 1u) << "the last posted query was never taken";
 }
 
 TEST_F(ServiceQueryTest, OtherFailuresAreNotBlacklisted) {

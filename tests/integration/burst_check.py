@@ -94,7 +94,7 @@ def run(port, wide, burst, release):
     s.settimeout(15)
     s.sendto(message(GET, 1, [(f"{wide}.2.1", b"\x05\x00")]), ("127.0.0.1", port))
     releaser = subprocess.Popen(release, stdout=subprocess.DEVNULL)
-    time.sleep(0.1)  # the agent is waiting for the service by now
+    time.sleep(0.05)  # the agent is waiting for the service by now
     for datagram in burst:
         s.sendto(datagram, ("127.0.0.1", port))
     replies = [parse_reply(s.recvfrom(65535)[0]) for _ in range(len(burst) + 1)]
