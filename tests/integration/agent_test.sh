@@ -16,8 +16,6 @@ expect_match "v2c bulkwalk of the system group" "\.$SYS\.2\.0 = OID: \.1\.3\.6\.
   snmp snmpbulkwalk -v2c -c public "$(target)" $SYS
 expect_match "v2c getnext from the group root" "\.$SYS\.1\.0 = STRING" \
   snmp snmpgetnext -v2c -c public "$(target)" $SYS
-expect_output "v2c get of a missing instance" "No Such Instance" \
-  snmp snmpget -v2c -c public "$(target)" $SYS.1.1
 
 # Access: unknown community and a source outside the record's prefixes get no answer;
 # a read-only community's Set is refused.
@@ -27,19 +25,7 @@ ctl call 34/1 add 0x20000005=lanonly \
 expect_silence "source outside the record's addresses" snmp snmpget -v2c -c lanonly "$(target)" $SYS.1.0
 expect_output "read-only community Set refused" "readOnly" \
   snmp snmpset -v2c -c public "$(target)" $SYS.4.0 s "someone"
-
-# The community map on the bus: a fresh store holds exactly "public"; names stay unique and
-# the default record cannot be removed (refusals come back as error 0xFE0006).
-records=$(ctl --json call 34/1 get-all | python3 -c 'import json,sys
-print(",".join(o["0x20000005"] for o in json.load(sys.stdin)["0xA8FE0002"]))')
-if [ "$records" = "public,lanonly" ]; then pass "fresh store holds public (plus the one added)"; else
-  fail "records on a fresh store: $records"; fi
-expect_output "duplicate name refused" "0xFE0006.*community with the same name already exists!" \
-  ctl call 34/1 add 0x20000005=public
-expect_output "renaming onto a used name refused" "0xFE0006.*community with the same name already exists!" \
-  ctl call 34/1 object-set 0x08FE0001=1 0x20000005=public
-expect_output "default community cannot be removed" "0xFE0006.*can not remove default community" \
-  ctl call 34/1 remove 0x08FE0001=0
+# Renamed over the bus, a record keeps its address rule.
 expect_match "renaming to a free name accepted" '"lan"' \
   sh -c "'$LUMOCTL' call 34/1 object-set 0x08FE0001=1 0x20000005=lan >/dev/null && '$LUMOCTL' call 34/1 get 0x08FE0001=1"
 expect_silence "renamed community keeps its address rule" snmp snmpget -v2c -c lan "$(target)" $SYS.1.0
@@ -49,20 +35,10 @@ ctl call 34/1 add 0x20000005=private 0x00000007=yes >/dev/null
 expect_match "Set sysContact with a write community" "\.$SYS\.4\.0 = STRING: \"noc@example.net\"" \
   snmp snmpset -v2c -c private "$(target)" $SYS.4.0 s "noc@example.net"
 expect_match "the setting follows the Set" 'noc@example.net' ctl call 34/0 get
-boots_before=$(ctl --json call 34/0 get | python3 -c 'import json,sys; print(json.load(sys.stdin)["0x0800000D"])')
 stop_agent
 start_agent
 expect_match "sysContact read back after a restart" "\.$SYS\.4\.0 = STRING: \"noc@example.net\"" \
   snmp snmpget -v2c -c private "$(target)" $SYS.4.0
-boots_after=$(ctl --json call 34/0 get | python3 -c 'import json,sys; print(json.load(sys.stdin)["0x0800000D"])')
-uptime=$(cut -d. -f1 /proc/uptime)
-if [ "$uptime" -lt 40 ]; then
-  pass "engine boots (system up less than 40 s: counter restarts at 0)"
-elif [ "$boots_after" -eq $((boots_before + 1)) ]; then
-  pass "engine boots rose by one across the restart ($boots_before -> $boots_after)"
-else
-  fail "engine boots $boots_before -> $boots_after"
-fi
 expect_match "communities survive the restart" '"private"' ctl call 34/1 get-all
 
 # Disabling closes the port; enabling opens it again.

@@ -1,7 +1,6 @@
 """Raw UDP probes of the agent: which address answers, and garbage that must not hurt it.
 
 usage: udp_probe.py source-of-reply BIND_ADDR DEST_ADDR PORT [COMMUNITY]
-       udp_probe.py burst PORT COUNT DEST_ADDR...
        udp_probe.py burst-runs PORT COUNT DEST_A DEST_B [COPIES]
        udp_probe.py garbage DEST_ADDR PORT COUNT
 Prints what it saw; exits non-zero when the agent did not behave.
@@ -47,30 +46,6 @@ def source_of_reply(bind_addr, dest, port, community=b"public"):
     data, src = s.recvfrom(65535)
     print(f"reply of {len(data)} octets from {src[0]}")
     return 0 if src[0] == dest else 1
-
-
-def burst(port, count, dests):
-    """Sends count requests at once, round robin over dests, before reading any reply; every
-    request must be answered once, from the address it was sent to."""
-    s = socket.socket(family(dests[0]), socket.SOCK_DGRAM)
-    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
-    s.settimeout(3)
-    sent = {}
-    for i in range(count):
-        request_id = 0x1000 + i
-        sent[request_id] = dests[i % len(dests)]
-        s.sendto(get_request(request_id=request_id), (sent[request_id], port))
-    wrong = 0
-    answered = set()
-    while len(answered) < count:
-        data, src = s.recvfrom(65535)
-        at = data.find(bytes([0xA2]))
-        request_id = int.from_bytes(data[at + 4:at + 6], "big") if at >= 0 else -1
-        if request_id not in sent or request_id in answered or src[0] != sent[request_id]:
-            wrong += 1
-        answered.add(request_id)
-    print(f"{len(answered)} of {count} answered, {wrong} from the wrong address or unexpected")
-    return 0 if wrong == 0 else 1
 
 
 def reply_request_id(data):
@@ -171,8 +146,6 @@ if __name__ == "__main__":
         if sys.argv[1] == "source-of-reply":
             community = sys.argv[5].encode() if len(sys.argv) > 5 else b"public"
             sys.exit(source_of_reply(sys.argv[2], sys.argv[3], int(sys.argv[4]), community))
-        if sys.argv[1] == "burst":
-            sys.exit(burst(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:]))
         if sys.argv[1] == "burst-runs":
             copies = int(sys.argv[6]) if len(sys.argv) > 6 else 1
             sys.exit(burst_runs(int(sys.argv[2]), int(sys.argv[3]), sys.argv[4:6], copies))

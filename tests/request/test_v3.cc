@@ -173,29 +173,24 @@ protected:
         ASSERT_TRUE(keep_->insert(item));
     }
     // The users' requests, signed (and encrypted) as a manager that knows the keys would.
-    static Msg md5auth(const Bytes& scopedPdu) {
-        Msg m{.flags = AUTH | REPORTABLE, .user = "md5auth", .scoped = scopedPdu, .md = "MD5", .key = MD5_KEY};
-        return m;
+    static Msg md5auth(const Bytes& s) {
+        return {.flags = AUTH | REPORTABLE, .user = "md5auth", .scoped = s, .md = "MD5", .key = MD5_KEY};
     }
-    static Msg shaaes(const Bytes& scopedPdu) {
-        Msg m{.flags = AUTH | PRIV | REPORTABLE, .user = "shaaes", .salt = fromHex("0102030405060708"),
-              .scoped = scopedPdu, .md = "SHA1", .key = SHA_KEY, .cipher = aes};
-        return m;
+    static Msg shaaes(const Bytes& s) {
+        return {.flags = AUTH | PRIV | REPORTABLE, .user = "shaaes", .salt = fromHex("0102030405060708"),
+                .scoped = s, .md = "SHA1", .key = SHA_KEY, .cipher = aes};
     }
-    static Msg md5des(const Bytes& scopedPdu) {
-        Msg m{.flags = AUTH | PRIV | REPORTABLE, .user = "md5des", .salt = fromHex("0000000511223344"),
-              .scoped = scopedPdu, .md = "MD5", .key = MD5_KEY, .cipher = des};
-        return m;
+    static Msg md5des(const Bytes& s) {
+        return {.flags = AUTH | PRIV | REPORTABLE, .user = "md5des", .salt = fromHex("0000000511223344"),
+                .scoped = s, .md = "MD5", .key = MD5_KEY, .cipher = des};
     }
-    static Msg sha256(const Bytes& scopedPdu) {
-        Msg m{.flags = AUTH | REPORTABLE, .user = "sha256", .scoped = scopedPdu, .md = "SHA256",
-              .key = SHA256_KEY, .macLen = 24};
-        return m;
+    static Msg sha256(const Bytes& s) {
+        return {.flags = AUTH | REPORTABLE, .user = "sha256", .scoped = s, .md = "SHA256",
+                .key = SHA256_KEY, .macLen = 24};
     }
-    static Msg sha512aes(const Bytes& scopedPdu) {
-        Msg m{.flags = AUTH | PRIV | REPORTABLE, .user = "sha512aes", .salt = fromHex("1112131415161718"),
-              .scoped = scopedPdu, .md = "SHA512", .key = SHA512_KEY, .cipher = aes, .macLen = 48};
-        return m;
+    static Msg sha512aes(const Bytes& s) {
+        return {.flags = AUTH | PRIV | REPORTABLE, .user = "sha512aes", .salt = fromHex("1112131415161718"),
+                .scoped = s, .md = "SHA512", .key = SHA512_KEY, .cipher = aes, .macLen = 48};
     }
     // The agent's reply to m carrying scopedReply, sealed with the salt the agent chose.
     static Bytes expectedReply(Msg m, const Bytes& scopedReply, const Bytes& got) {

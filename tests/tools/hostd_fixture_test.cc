@@ -132,7 +132,7 @@ TEST(Fixture, SwitchesNotificationsAndASingleObject) {
     EXPECT_EQ(svc.handle(request(lm::cmd::GET)).getString(1), "renamed");
 }
 
-// Paging through a whole list over the bus is the integration test's; here the page edges.
+// Paging through a whole list over the bus is make_table_fixture_test.py's; here the page edges.
 TEST(FixtureService, GetAllPageEdges) {
     hostd::FixtureService svc(withObjects(250));
     const struct { uint32_t want, start, size, firstId; bool more; } cases[] = {

@@ -112,27 +112,6 @@ protected:
 std::string ToolsIntegration::root_, ToolsIntegration::fixture_;
 pid_t ToolsIntegration::hostd_ = -1;
 
-TEST_F(ToolsIntegration, GetAllPagesWithContinuation) {
-    std::vector<uint32_t> ids;
-    std::vector<std::string> args{"--json", "call", "20/0", "get-all", "0x08FE0004=100"};
-    int pages = 0;
-    for (; pages < 10; ++pages) {
-        Result r = ctl(args);
-        ASSERT_EQ(r.status, 0) << r.err;
-        json reply = r.js();
-        for (const json& o : reply["0xA8FE0002"]) {
-            EXPECT_EQ(o["0x08FE0005"], ids.size());
-            ids.push_back(o["0x08FE0001"]);
-        }
-        if (!reply.contains("0x08FE0003")) break;
-        args = {"--json", "call", "20/0", "get-all", "0x08FE0004=100",
-                "0x08FE0003=" + std::to_string(reply["0x08FE0003"].get<uint32_t>())};
-    }
-    EXPECT_EQ(pages, 2);  // 100 + 100 + 50, the last without continuation
-    ASSERT_EQ(ids.size(), 250u);
-    for (uint32_t i = 0; i < 250; ++i) EXPECT_EQ(ids[i], i + 1);
-}
-
 TEST_F(ToolsIntegration, CountGetAndSet) {
     Result r = ctl({"call", "20/0", "count", "--json"});
     ASSERT_EQ(r.status, 0) << r.err;
