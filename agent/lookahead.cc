@@ -1,9 +1,11 @@
 #include "agent/lookahead.h"
 
+#include <utility>
+
 namespace snmp {
 
-void BurstLookahead::posted(const lm::message& query, uint32_t seq, Clock::time_point at) {
-    queries_.push_back(Query{slot_, query, seq, at});
+void BurstLookahead::posted(lm::message query, uint32_t seq, Clock::time_point at) {
+    queries_.push_back(Query{slot_, std::move(query), seq, at});
 }
 
 uint32_t BurstLookahead::take(const lm::message& query, Clock::time_point* sentAt) {

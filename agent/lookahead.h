@@ -48,7 +48,7 @@ public:
 
     // Notes the current request's query, as it was before it was sent, with its sequence and
     // when it was sent.
-    void posted(const lm::message& query, uint32_t seq, Clock::time_point at);
+    void posted(lm::message query, uint32_t seq, Clock::time_point at);
     // The sequence of the current request's posted query equal to `query`, or 0; each is
     // taken once. *sentAt receives when it was sent.
     uint32_t take(const lm::message& query, Clock::time_point* sentAt);

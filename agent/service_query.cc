@@ -26,11 +26,11 @@ lm::message SnmpLooper::exchangeMessage(lm::message& request, int) {
     // The agent's own objects answer in-process at once: nothing to gain by looking ahead.
     const bool ownProgram = program == programId();
     if (lookahead.lookingAhead() && !ownProgram && lookahead.prompt(program)) {
-        lm::message sent = request;
+        lm::message asked = request;  // as the second round will ask it: before numbering
         lm::message failure;
         const auto at = clock();
-        if (const uint32_t seq = postRequest(sent, QUERY_TIMEOUT_MS, failure))
-            lookahead.posted(request, seq, at);
+        if (const uint32_t seq = postRequest(request, QUERY_TIMEOUT_MS, failure))
+            lookahead.posted(std::move(asked), seq, at);
         throw QueryDeferred{};  // a query that could not be sent is made again, and fails there
     }
     auto sentAt = clock();

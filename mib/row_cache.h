@@ -27,8 +27,8 @@ struct FetchPlan {
 };
 
 // Works out the plan of a fetch for a column; the cache asks only when it must fetch.
-// andLater: the request's walk has already run through a whole column of this table, so
-// the columns after this one are likely to be asked too.
+// andLater: the request's walk has already run to the table's end in one column, so the
+// columns after this one are likely to be asked too.
 class FetchPlanner {
 public:
     virtual void plan(unsigned column, bool andLater, FetchPlan& out) = 0;

@@ -17,6 +17,15 @@ std::vector<Looper*>& liveLoopers() {
 
 std::string noProgramText(uint32_t program) { return "no such program " + std::to_string(program); }
 
+// Numbers a request (never 0, which says "not sent") and names its sender unless it does.
+uint32_t numberRequest(message& request, uint32_t& nextSeq, uint32_t programId) {
+    uint32_t seq = ++nextSeq;
+    if (seq == 0) seq = ++nextSeq;
+    request.setU32(key::SEQ, seq);
+    if (!request.has(key::SENDER)) request.setU32Array(key::SENDER, {programId, 0});
+    return seq;
+}
+
 }  // namespace
 
 lstream& busLog() {
@@ -109,9 +118,7 @@ uint32_t Looper::programId() const { return impl_->programs.empty() ? 0 : impl_-
 message Looper::exchangeMessage(message& request, int timeoutMs) {
     Path dest = request.destination();
     if (dest.empty()) return errorMsg("request without destination", err::BAD_REQUEST);
-    uint32_t seq = ++impl_->nextSeq;
-    request.setU32(key::SEQ, seq);
-    if (!request.has(key::SENDER)) request.setU32Array(key::SENDER, {programId(), 0});
+    const uint32_t seq = numberRequest(request, impl_->nextSeq, programId());
     if (Looper* target = impl_->localTarget(dest[0])) return target->deliver(request);
     if (impl_->memory) return errorMsg(noProgramText(dest[0]), err::NO_PROGRAM);
     return impl_->socketBus().exchange(dest[0], request, seq, timeoutMs);
@@ -123,10 +130,7 @@ uint32_t Looper::postRequest(message& request, int timeoutMs, message& failure) 
         failure = errorMsg("request without destination", err::BAD_REQUEST);
         return 0;
     }
-    uint32_t seq = ++impl_->nextSeq;
-    if (seq == 0) seq = ++impl_->nextSeq;  // 0 says "not sent"
-    request.setU32(key::SEQ, seq);
-    if (!request.has(key::SENDER)) request.setU32Array(key::SENDER, {programId(), 0});
+    const uint32_t seq = numberRequest(request, impl_->nextSeq, programId());
     if (Looper* target = impl_->localTarget(dest[0])) {
         impl_->localReplies[seq] = target->deliver(request);
         return seq;
